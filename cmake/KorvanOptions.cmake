@@ -1,0 +1,24 @@
+# Build switches. Sanitizers apply to every target of the tree; fuzzers need clang.
+option(KORVAN_BUILD_TESTS "Build the test suite" ON)
+option(KORVAN_BUILD_BENCHMARKS "Build the benchmarks" OFF)
+option(KORVAN_BUILD_FUZZERS "Build the libFuzzer targets (clang only)" OFF)
+set(KORVAN_SANITIZE "" CACHE STRING "Sanitizer set: empty, 'address' (address+undefined) or 'thread'")
+set_property(CACHE KORVAN_SANITIZE PROPERTY STRINGS "" address thread)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()
+
+if(KORVAN_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+elseif(KORVAN_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT KORVAN_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "KORVAN_SANITIZE must be empty, 'address' or 'thread'")
+endif()
+
+if(KORVAN_BUILD_FUZZERS AND NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  message(FATAL_ERROR "KORVAN_BUILD_FUZZERS needs clang (CXX=clang++)")
+endif()

@@ -1,0 +1,19 @@
+# Warnings are errors on our own code; third-party headers come in as system headers.
+function(korvan_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Werror)
+endfunction()
+
+# korvan_host_area(NAME SOURCES ... [DEPS ...]): one folder of the host runtime, compiled as
+# an OBJECT library whose objects libkorvanhost.so takes whole. DEPS are third-party targets
+# only (Boost::json, OpenSSL::SSL, ...): all areas share host/include, and libkorvanhost.so
+# links every area's DEPS publicly.
+function(korvan_host_area name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  add_library(korvanhost_${name} OBJECT ${ARG_SOURCES})
+  target_include_directories(korvanhost_${name} PUBLIC ${KORVAN_HOST_INCLUDE_DIR})
+  target_link_libraries(korvanhost_${name} PUBLIC ${ARG_DEPS})
+  target_compile_definitions(korvanhost_${name} PRIVATE KORVAN_HOST_BUILDING=1)
+  korvan_warnings(korvanhost_${name})
+  set_property(GLOBAL APPEND PROPERTY KORVAN_HOST_AREAS korvanhost_${name})
+  set_property(GLOBAL APPEND PROPERTY KORVAN_HOST_DEPS ${ARG_DEPS})
+endfunction()

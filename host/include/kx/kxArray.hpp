@@ -1,0 +1,221 @@
+// Host arrays: every value of the host language (numbers, logicals, text, strings, objects)
+// is a kxArray, an N-dimensional column-major array of one class.
+//
+// Ownership: every function that returns `kxArray*` from `kxCreate...` or `kxDuplicateArray`
+// hands the caller one reference. The caller gives it back exactly once, with
+// `kxReleaseArray` (drop one reference; the array is destroyed with the last one) or, when it
+// is the sole owner, `kxDestroyArray`. `kxShareArray` adds a reference for a second owner.
+// Accessors never transfer ownership. All functions accept a null array where that makes
+// sense (release/destroy of null do nothing; queries on null answer false/0).
+//
+// Threads: an array may be shared between threads (reference counting is atomic), but its
+// contents are not synchronised: only one thread may modify an array, and not while others
+// read it. In practice arrays live on the interpreter thread.
+//
+// Errors: misuse of a typed accessor (kxGetDoubles on a char array, an index out of range)
+// throws std::invalid_argument / std::out_of_range; allocation failure throws the host's
+// out-of-memory error.
+#pragma once
+
+#include <complex>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct kxArray;
+
+using kxSize = std::size_t;
+
+/// The class of a host array. Object arrays hold handles on native objects (kx::Object),
+/// whose class name (e.g. "datetime", "korvan.engine.rest.Status") is the array's class.
+enum class kxClassID : int {
+    Double,
+    Single,
+    Logical,
+    Char,
+    String,
+    Int8,
+    UInt8,
+    Int16,
+    UInt16,
+    Int32,
+    UInt32,
+    Int64,
+    UInt64,
+    Object,
+};
+
+enum class kxComplexity { Real, Complex };
+
+namespace kx {
+
+/// Base of every native object that an element of a host object array refers to. The class
+/// system (kcos) derives its instances from it. Elements are shared handles: copying an
+/// object array copies handles, never the objects.
+class Object {
+public:
+    virtual ~Object();
+    /// Full class name as user code sees it, e.g. "korvan.engine.rest.RESTFunctionConnector".
+    virtual const std::string& className() const = 0;
+};
+
+using ObjectRef = std::shared_ptr<Object>;
+
+}  // namespace kx
+
+// ---- creation: the caller owns one reference to the result -------------------------------
+
+kxArray* kxCreateNumericArray(kxSize ndim, const kxSize* dims, kxClassID classID,
+                              kxComplexity complexity = kxComplexity::Real);
+kxArray* kxCreateNumericMatrix(kxSize m, kxSize n, kxClassID classID,
+                               kxComplexity complexity = kxComplexity::Real);
+/// m-by-n double array, zero-filled. kxCreateDoubleMatrix(0, 0) is the empty array [].
+kxArray* kxCreateDoubleMatrix(kxSize m, kxSize n, kxComplexity complexity = kxComplexity::Real);
+kxArray* kxCreateDoubleScalar(double value);
+kxArray* kxCreateComplexScalar(double re, double im);
+kxArray* kxCreateLogicalMatrix(kxSize m, kxSize n);
+kxArray* kxCreateLogicalScalar(bool value);
+/// Integer scalars of the eight integer classes (value converted with saturation).
+kxArray* kxCreateIntegerScalar(kxClassID classID, std::int64_t value);
+kxArray* kxCreateUnsignedScalar(kxClassID classID, std::uint64_t value);
+
+/// Character arrays hold UTF-16 code units.
+kxArray* kxCreateCharArray(kxSize ndim, const kxSize* dims);
+/// 1-by-N character row vector; the empty text gives a 0-by-0 character array.
+kxArray* kxCreateCharFromUtf16(std::u16string_view text);
+kxArray* kxCreateCharFromUtf8(std::string_view text);
+
+/// String arrays: each element is a text (UTF-16) or the missing value. New elements are "".
+kxArray* kxCreateStringArray(kxSize ndim, const kxSize* dims);
+kxArray* kxCreateStringMatrix(kxSize m, kxSize n);
+kxArray* kxCreateStringScalar(std::u16string_view text);
+kxArray* kxCreateStringScalarFromUtf8(std::string_view text);
+kxArray* kxCreateMissingString();
+
+/// Object arrays of one class; new elements are empty handles until set.
+kxArray* kxCreateObjectMatrix(kxSize m, kxSize n, const std::string& className);
+/// 1-by-1 object array holding `object` (of the object's class).
+kxArray* kxCreateObjectScalar(kx::ObjectRef object);
+
+/// Deep copy of the array's data (object elements are copied as handles).
+kxArray* kxDuplicateArray(const kxArray* array);
+
+// ---- ownership -----------------------------------------------------------------------------
+
+/// Adds one reference and returns the same array.
+kxArray* kxShareArray(kxArray* array);
+/// Drops one reference; destroys the array when it was the last. Returns true if destroyed.
+bool kxReleaseArray(kxArray* array);
+/// Ends the life of an array the caller owns alone. Destroying an array that still has other
+/// owners is a programming error: it only drops the caller's reference and reports it on
+/// stderr, so that a shared value (an enumeration member) is never freed under its owners.
+void kxDestroyArray(kxArray* array);
+std::size_t kxGetReferenceCount(const kxArray* array);
+
+// ---- shape and class -----------------------------------------------------------------------
+
+kxClassID kxGetClassID(const kxArray* array);
+/// "double", "single", "logical", "char", "string", "int8" ... "uint64", or an object's class.
+std::string kxGetClassName(const kxArray* array);
+bool kxIsClass(const kxArray* array, const char* className);
+
+kxSize kxGetNumberOfDimensions(const kxArray* array);
+/// Dimensions: at least two; trailing singleton dimensions beyond the second are dropped.
+const kxSize* kxGetDimensions(const kxArray* array);
+kxSize kxGetM(const kxArray* array);
+kxSize kxGetN(const kxArray* array);
+kxSize kxGetNumberOfElements(const kxArray* array);
+/// Changes the shape; the element count must stay the same.
+void kxSetDimensions(kxArray* array, kxSize ndim, const kxSize* dims);
+
+bool kxIsEmpty(const kxArray* array);
+bool kxIsScalar(const kxArray* array);
+bool kxIsDouble(const kxArray* array);
+bool kxIsSingle(const kxArray* array);
+bool kxIsLogical(const kxArray* array);
+bool kxIsChar(const kxArray* array);
+bool kxIsStringArray(const kxArray* array);
+bool kxIsObject(const kxArray* array);
+/// double, single and the integer classes.
+bool kxIsNumeric(const kxArray* array);
+bool kxIsIntegerClass(const kxArray* array);
+bool kxIsComplex(const kxArray* array);
+/// A 1-by-1 numeric or logical array without imaginary part.
+bool kxIsRealScalar(const kxArray* array);
+/// A 1-by-1 real double.
+bool kxIsRealDoubleScalar(const kxArray* array);
+bool kxIsLogicalScalar(const kxArray* array);
+/// A 1-by-1 logical array whose value is true (nothing else counts, not even the number 1).
+bool kxIsLogicalScalarTrue(const kxArray* array);
+
+// ---- data ----------------------------------------------------------------------------------
+
+/// Typed element storage, column-major. Each throws std::invalid_argument for another class
+/// (or, for the real/complex pair, the other complexity).
+double* kxGetDoubles(kxArray* array);
+const double* kxGetDoubles(const kxArray* array);
+std::complex<double>* kxGetComplexDoubles(kxArray* array);
+const std::complex<double>* kxGetComplexDoubles(const kxArray* array);
+float* kxGetSingles(kxArray* array);
+bool* kxGetLogicals(kxArray* array);
+const bool* kxGetLogicals(const kxArray* array);
+char16_t* kxGetChars(kxArray* array);
+const char16_t* kxGetChars(const kxArray* array);
+/// Raw element storage of numeric, logical and char arrays (element size by class).
+void* kxGetData(kxArray* array);
+const void* kxGetData(const kxArray* array);
+std::size_t kxGetElementSize(const kxArray* array);
+
+/// First element's real part as a double, for any numeric, logical or char array.
+/// Throws std::invalid_argument for empty, string and object arrays.
+double kxGetScalar(const kxArray* array);
+/// Element i (column-major) of a numeric, logical or char array as a double.
+double kxGetElementAsDouble(const kxArray* array, kxSize index);
+
+/// Characters of a char array as UTF-16 / UTF-8 text (all elements, column-major).
+std::u16string kxGetCharText(const kxArray* array);
+std::string kxGetCharTextUtf8(const kxArray* array);
+
+/// String elements: the text, or nullopt for the missing value.
+const std::optional<std::u16string>& kxGetStringElement(const kxArray* array, kxSize index);
+void kxSetStringElement(kxArray* array, kxSize index, std::optional<std::u16string> value);
+
+/// Object elements (shared handles; an empty handle for an unset element).
+kx::ObjectRef kxGetObject(const kxArray* array, kxSize index);
+void kxSetObject(kxArray* array, kxSize index, kx::ObjectRef object);
+
+// ---- RAII helper ---------------------------------------------------------------------------
+
+namespace kx {
+
+/// Owns one reference to an array; releases it on destruction. For host code and tests that
+/// juggle several temporaries on error paths.
+class ArrayPtr {
+public:
+    ArrayPtr() = default;
+    explicit ArrayPtr(kxArray* owned) noexcept : fArray(owned) {}
+    ArrayPtr(const ArrayPtr& other) noexcept : fArray(other.fArray ? kxShareArray(other.fArray) : nullptr) {}
+    ArrayPtr(ArrayPtr&& other) noexcept : fArray(other.release()) {}
+    ArrayPtr& operator=(ArrayPtr other) noexcept {
+        std::swap(fArray, other.fArray);
+        return *this;
+    }
+    ~ArrayPtr() { kxReleaseArray(fArray); }
+
+    kxArray* get() const noexcept { return fArray; }
+    kxArray* release() noexcept {
+        kxArray* a = fArray;
+        fArray = nullptr;
+        return a;
+    }
+    explicit operator bool() const noexcept { return fArray != nullptr; }
+
+private:
+    kxArray* fArray = nullptr;
+};
+
+}  // namespace kx
