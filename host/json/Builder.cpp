@@ -1,6 +1,7 @@
 // Building Values from parser events.
 #include "Builder.hpp"
 
+#include <charconv>
 #include <cmath>
 
 namespace foundation::json::detail {
@@ -84,15 +85,38 @@ bool Builder::on_key(string_view s, std::size_t, error_code&) {
     return true;
 }
 
-bool Builder::on_int64(std::int64_t i, string_view, error_code& ec) {
-    return add(nextIsRaw() ? Value(i) : Value(static_cast<double>(i)), ec);
+bool Builder::on_number_part(string_view s, error_code&) {
+    fNumber.append(s.data(), s.size());
+    return true;
+}
+
+bool Builder::on_int64(std::int64_t i, string_view s, error_code& ec) {
+    fNumber.clear();
+    if (nextIsRaw()) {
+        return add(Value(i), ec);
+    }
+    // "-0" arrives as the integer 0; as a double it keeps its sign.
+    const bool negativeZero = i == 0 && !s.empty() && s.front() == '-';
+    return add(Value(negativeZero ? -0.0 : static_cast<double>(i)), ec);
 }
 
 bool Builder::on_uint64(std::uint64_t u, string_view, error_code& ec) {
+    fNumber.clear();
     return add(nextIsRaw() ? Value(u) : Value(static_cast<double>(u)), ec);
 }
 
-bool Builder::on_double(double d, string_view, error_code& ec) {
+bool Builder::on_double(double d, string_view s, error_code& ec) {
+    // Boost.JSON's own conversion may be one unit in the last place off; std::from_chars
+    // rounds correctly, so every double written with enough digits reads back exactly.
+    fNumber.append(s.data(), s.size());
+    const char* first = fNumber.data();
+    const char* last = first + fNumber.size();
+    double exact = 0;
+    const auto [end, error] = std::from_chars(first, last, exact);
+    fNumber.clear();
+    if (error == std::errc() && end == last) {
+        d = exact;
+    }  // else out of range: Boost.JSON's value says which way (infinite or zero)
     if (!std::isfinite(d)) {
         return fail(kParseNumberOutOfRange, ec);
     }

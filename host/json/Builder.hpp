@@ -35,7 +35,7 @@ class Builder {
     bool on_string(string_view s, std::size_t, error_code& ec);
     bool on_key_part(string_view s, std::size_t, error_code&);
     bool on_key(string_view s, std::size_t, error_code&);
-    bool on_number_part(string_view, error_code&) { return true; }
+    bool on_number_part(string_view s, error_code&);
     bool on_int64(std::int64_t i, string_view, error_code& ec);
     bool on_uint64(std::uint64_t u, string_view, error_code& ec);
     bool on_double(double d, string_view, error_code& ec);
@@ -64,7 +64,8 @@ class Builder {
     bool fail(int code, error_code& ec);
 
     std::vector<Frame> fStack;
-    std::string fText;  // the string or key being assembled from parts
+    std::string fText;    // the string or key being assembled from parts
+    std::string fNumber;  // the text of the number being parsed, from parts
     Value fResult;
     int fFailure = kParseOk;
 };

@@ -82,10 +82,18 @@ class Table {
     std::vector<Id> fOrder;  // insertion order, for destruction newest first
 };
 
+// The table itself is never destroyed, so code that runs late in static destruction can still
+// ask it (and finds it empty); its objects are destroyed by the reaper below.
 Table& table() {
-    static Table instance;  // destroyed (with its objects) at process exit
-    return instance;
+    static Table* const instance = new Table();
+    return *instance;
 }
+
+// Destroys the registered objects at process exit (static destruction of the host library).
+struct Reaper {
+    Reaper() { table(); }
+    ~Reaper() { table().reset(); }
+} gReaper;
 
 }  // namespace
 
