@@ -1,0 +1,4 @@
+// Configuration shared by every header of the service registry library.
+#pragma once
+
+#include <cppmicroservices/FrameworkConfig.h>
