@@ -14,7 +14,9 @@
 //  - the update callback runs on the connector client's own thread and only posts work.
 //  fStateLock (reader-writer) guards every data member below it: setters, start and stop
 //  take it shared; onAdded and onRemoved take it exclusively for their short run. Posted
-//  work is fire-and-forget (its future is dropped).
+//  work is fire-and-forget (its future is dropped). The property cache and appliedSettings
+//  are used only on the interpreter thread; fStatus is the one cache field that the tracker
+//  handlers also touch, so it is atomic (getters and reset run without the lock).
 #pragma once
 
 #include <atomic>
@@ -43,9 +45,10 @@ using connectorclient::RestFcnConnectorClient;
 /// a lock of the module's own: readers copy the shared pointer (getClient()).
 class RestConnectorSingleton
     : public cppmicroservices::ServiceTrackerCustomizer<RestFcnConnectorClient,
-                                                         RestFcnConnectorClient> {
+                                                        RestFcnConnectorClient> {
   public:
-    using Tracker = cppmicroservices::ServiceTracker<RestFcnConnectorClient, RestFcnConnectorClient>;
+    using Tracker =
+        cppmicroservices::ServiceTracker<RestFcnConnectorClient, RestFcnConnectorClient>;
 
     /// The process-wide holder, created race-free on first use (any thread).
     static RestConnectorSingleton& instance();
@@ -55,8 +58,9 @@ class RestConnectorSingleton
 
     std::shared_ptr<RestFcnConnectorClient> AddingService(
         const cppmicroservices::ServiceReference<RestFcnConnectorClient>& reference) override;
-    void ModifiedService(const cppmicroservices::ServiceReference<RestFcnConnectorClient>& reference,
-                         const std::shared_ptr<RestFcnConnectorClient>& service) override;
+    void ModifiedService(
+        const cppmicroservices::ServiceReference<RestFcnConnectorClient>& reference,
+        const std::shared_ptr<RestFcnConnectorClient>& service) override;
     void RemovedService(const cppmicroservices::ServiceReference<RestFcnConnectorClient>& reference,
                         const std::shared_ptr<RestFcnConnectorClient>& service) override;
 
@@ -122,9 +126,14 @@ class RestConnector {
     // ---- service tracking (executor threads) and posted work (interpreter thread) ---------
     void onAdded(const std::shared_ptr<agent::spf::core::Invokable>& service);
     void onRemoved(const std::shared_ptr<agent::spf::core::Invokable>& service);
+    /// Hands the connector client the update callback, which posts issueRestartWarning.
     void registerVshUpdateCallback();
+    /// Warns that the connector will be restarted at the preferred hour (when it is > 0).
+    void issueRestartWarning();
 
   private:
+    /// The update callback given to the connector client (runs on the client's thread).
+    void onVshUpdate();
     void startConnectorHelper(bool applyCurrent);
     void refreshStatus();
     void refreshClientAccessMode();
@@ -140,7 +149,7 @@ class RestConnector {
     std::u16string fCertificate;
     std::u16string fCertificateExpirationDate;
     std::string fBaseUrl;
-    std::int32_t fStatus = 0;
+    std::atomic<std::int32_t> fStatus{0};  // 0 notrunning, 1 running
     std::shared_ptr<agent::spf::cppmsclientutils::ServiceTracker<agent::spf::core::Invokable>>
         fConnectorTracker;
     bool fIsVshDown = false;
