@@ -91,8 +91,8 @@ std::size_t CmdDistributor::drainPending() {
 
 bool CmdDistributor::waitForWork(std::chrono::milliseconds timeout) {
     std::unique_lock lock(fMutex);
-    fWorkCv.wait_for(lock, timeout,
-                     [this] { return !fQueue.empty() || fClosed || fWakeRequested; });
+    // A closed distributor gets no work: waiting the full time keeps idle loops from spinning.
+    fWorkCv.wait_for(lock, timeout, [this] { return !fQueue.empty() || fWakeRequested; });
     fWakeRequested = false;
     return !fQueue.empty();
 }

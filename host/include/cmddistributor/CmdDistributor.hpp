@@ -57,8 +57,8 @@ class CmdDistributor {
     std::size_t drainPending();
     /// Runs the oldest queued request if there is one; returns whether one ran.
     bool runOne();
-    /// Waits until a request is queued, wake() is called, the distributor is closed or
-    /// `timeout` has passed, whichever is first; returns whether a request is queued.
+    /// Waits until a request is queued, wake() is called or `timeout` has passed, whichever is
+    /// first; returns whether a request is queued.
     bool waitForWork(std::chrono::milliseconds timeout);
     /// Ends one current or next waitForWork early (e.g. to stop a serving loop).
     void wake();
@@ -86,7 +86,7 @@ class CmdDistributor {
 
     const std::size_t fCapacity;
     mutable std::mutex fMutex;        // guards fQueue, fClosed, fWakeRequested
-    std::condition_variable fWorkCv;  // signalled on enqueue, wake() and close()
+    std::condition_variable fWorkCv;  // signalled on enqueue and wake()
     std::deque<Entry> fQueue;
     bool fClosed = false;
     bool fWakeRequested = false;
