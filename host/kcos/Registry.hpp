@@ -1,14 +1,17 @@
-// The process-wide tables of the class-object system: namespaces and classes by full name.
+// The process-wide tables of the class-object system (namespaces and classes by full name)
+// and the look-ups shared by its entries.
 //
 // Threads: fLock (a reader-writer lock) guards both maps and the per-namespace tables of
 // every COSNamespace. Nobody calls a description while holding it.
 #pragma once
 
+#include <optional>
 #include <shared_mutex>
 #include <string_view>
 #include <unordered_map>
 
 #include "kcos/Interned.hpp"
+#include "korvan/host/Functions.hpp"
 
 namespace kcos {
 
@@ -32,18 +35,10 @@ COSClass* findRegisteredClass(InternedString fullName);
 /// Whether `name` is a built-in array class name ("double", "uint32", "string", ...).
 bool isBuiltinArrayClass(std::string_view name);
 
-}  // namespace internal
-}  // namespace kcos
-
-#include <optional>
-
-#include "korvan/host/Functions.hpp"
-
-namespace kcos::internal {
-
 /// The function-table entry `fullName` ("korvan.internal.rest.showDialog"); on a miss the
 /// namespace of its prefix, if any, is asked to load it (attemptToLoadFunction) and the table
 /// is searched again.
 std::optional<korvan::host::Function> findFunctionLoading(std::string_view fullName);
 
-}  // namespace kcos::internal
+}  // namespace internal
+}  // namespace kcos

@@ -1,6 +1,9 @@
 // Namespaces, class registration and definition, and the type repository.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 #include "TestClasses.hpp"
 #include "kcos/Allocator.hpp"
 #include "korvan/host/Errors.hpp"
@@ -194,6 +197,40 @@ TEST(NamespaceTest, TypeRepositoryKnowsTheLabelsTheModuleUses) {
     }
     EXPECT_FALSE(kcos::COSTypeRepository::findType("string scalar")->canContainInterfaces());
     EXPECT_TRUE(kcos::COSTypeRepository::findType("kcostest.Mode")->canContainInterfaces());
+}
+
+TEST(NamespaceTest, LookupsFromOtherThreadsWhileClassesAreAdded) {
+    kcostest::registerTestClasses();
+    kcos::COSClass::getClass(makeInterned("kcostest.Mode"));  // defined before the readers start
+    COSNamespace* ns = findOrCreateNamespace("kcosthreads");
+    constexpr int kClasses = 100;
+    std::atomic<bool> done{false};
+    std::atomic<int> failures{0};
+    std::vector<std::thread> readers;
+    for (int r = 0; r < 3; ++r) {
+        readers.emplace_back([&] {
+            while (!done.load()) {
+                if (!COSNamespace::getNamespace(makeInterned("kcosthreads"))) ++failures;
+                if (!kcos::COSTypeRepository::findType("kcostest.Mode scalar")) ++failures;
+                kcos::COSClass* mode = kcos::COSClass::getClass(makeInterned("kcostest.Mode"));
+                if (!mode || !mode->findMethod(makeInterned("Mode"))) ++failures;
+                auto it = mode->getMemberIterator(kcos::MemberKind::EnumMember);
+                int n = 0;
+                while (it.hasMoreElements()) n += it.nextElement() != nullptr;
+                if (n != 3) ++failures;
+                ns->getClassNames();
+            }
+        });
+    }
+    for (int i = 0; i < kClasses; ++i) {
+        ns->addClass(
+            new CountingInfo(kcos::internal::makeInterned("C" + std::to_string(i)).c_str()), 0, 2);
+    }
+    done = true;
+    for (auto& t : readers) t.join();
+    EXPECT_EQ(failures.load(), 0);
+    EXPECT_EQ(ns->getClassNames().size(), static_cast<std::size_t>(kClasses));
+    EXPECT_NE(kcos::COSClass::getClass(makeInterned("kcosthreads.C99")), nullptr);
 }
 
 }  // namespace

@@ -69,8 +69,9 @@ TEST(PropertyAttributesTest, WordsOfTheConnectorAnswerTheSixteenQueries) {
     ASSERT_TRUE(a && b);
     EXPECT_EQ(a->getAttributes(), 3022u);
     for (const Query& q : kQueries) {
-        EXPECT_EQ((a->*q.ask)(), q.at3022) << q.name << " of 3022";
-        EXPECT_EQ((b->*q.ask)(), q.at19406) << q.name << " of 19406";
+        const bool at3022 = (a->*q.ask)(), at19406 = (b->*q.ask)();
+        EXPECT_EQ(at3022, q.at3022) << q.name << " of 3022";
+        EXPECT_EQ(at19406, q.at19406) << q.name << " of 19406";
     }
 }
 
@@ -80,9 +81,10 @@ TEST(PropertyAttributesTest, EachQueryReadsItsOwnBit) {
         ASSERT_NE(p, nullptr);
         for (int k = 0; k < 16; ++k) {
             // Bit 14 turns canContainInterfaces off; without it the type ("any") answers yes.
+            const Query& query = kQueries[k];
             const bool expected = k == 14 ? bit != 14 : k == bit;
-            EXPECT_EQ((p->*kQueries[k].ask)(), expected)
-                << kQueries[k].name << " with only bit " << bit;
+            const bool actual = (p->*query.ask)();
+            EXPECT_EQ(actual, expected) << query.name << " with only bit " << bit;
         }
     }
 }
