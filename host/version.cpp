@@ -1,4 +1,5 @@
-// Version of the host runtime, for `korvan --version` and diagnostics.
+#include "korvan/host/Version.hpp"
+
 namespace korvan {
 const char* hostVersion() { return KORVAN_VERSION; }
 const char* hostResourceDir() { return KORVAN_RESOURCE_DIR; }

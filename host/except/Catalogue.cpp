@@ -11,11 +11,8 @@
 
 #include <boost/json.hpp>
 
+#include "korvan/host/Version.hpp"
 #include "kx/kxUtf.hpp"
-
-namespace korvan {
-const char* hostResourceDir();  // host/version.cpp
-}
 
 namespace korvan::host {
 namespace {

@@ -1,0 +1,12 @@
+// The host runtime's version and the folder of its resources (message catalogues), as fixed
+// when the host was built.
+#pragma once
+
+namespace korvan {
+
+/// "major.minor.patch" of the build.
+const char* hostVersion();
+/// The build's resource folder (<build>/share/korvan/resources).
+const char* hostResourceDir();
+
+}  // namespace korvan
