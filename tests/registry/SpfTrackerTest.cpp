@@ -129,7 +129,11 @@ TEST_F(SpfTrackerTest, HandlersRunInOrderOnTheExecutorAndOneShotsOnlyOnce) {
     };
     tracker->addServiceAddedHandler(noteOnWorker("added"));
     tracker->addServiceAddedHandler(noteOnWorker("added once"), true);
-    tracker->addServiceRemovedHandler(noteOnWorker("removed"));
+    {
+        // As the connector module does it: the removed list changed under the tracker's mutex.
+        std::lock_guard<std::recursive_mutex> lock(tracker->getMutex());
+        tracker->addServiceRemovedHandler(noteOnWorker("removed"));
+    }
     EXPECT_EQ(tracker->addedHandlerCount(), 2u);
     tracker->Open();
 

@@ -95,7 +95,7 @@ class ServiceTracker : public cppmicroservices::ServiceTracker<T>,
 
     /// Drops every handler of every list.
     void clearHandlers() {
-        std::lock_guard<std::mutex> lock(getMutex());
+        std::lock_guard<std::recursive_mutex> lock(getMutex());
         fAdded.clear();
         fModified.clear();
         fRemoved.clear();
@@ -135,19 +135,19 @@ class ServiceTracker : public cppmicroservices::ServiceTracker<T>,
     }
 
     void add(HandlerList& list, Handler handler, bool oneShot) {
-        std::lock_guard<std::mutex> lock(getMutex());
+        std::lock_guard<std::recursive_mutex> lock(getMutex());
         list.push_back(HandlerEntry{std::move(handler), oneShot});
     }
 
     std::size_t count(const HandlerList& list) const {
-        std::lock_guard<std::mutex> lock(getMutex());
+        std::lock_guard<std::recursive_mutex> lock(getMutex());
         return list.size();
     }
 
     void fire(HandlerList& list, const std::shared_ptr<T>& service) {
         std::vector<Handler> calls;
         {
-            std::lock_guard<std::mutex> lock(getMutex());
+            std::lock_guard<std::recursive_mutex> lock(getMutex());
             for (auto entry = list.begin(); entry != list.end();) {
                 calls.push_back(entry->fHandler);
                 entry = entry->fOneShot ? list.erase(entry) : entry + 1;

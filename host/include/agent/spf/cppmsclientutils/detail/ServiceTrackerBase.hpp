@@ -2,8 +2,8 @@
 // service type: an identifier, a description for the log, its own mutex, and the executor its
 // handler calls are posted to (none when the tracker calls handlers directly).
 //
-// Threads: any. fMutex guards the handler lists of the derived tracker; nothing else here
-// changes after construction.
+// Threads: any. fMutex (recursive) guards the handler lists of the derived tracker; nothing
+// else here changes after construction.
 #pragma once
 
 #include <foundation/concurrent/threadpool/Executor.hpp>
@@ -43,8 +43,9 @@ class ServiceTrackerBase {
     const std::shared_ptr<foundation::concurrent::threadpool::Executor>& getExecutor() const {
         return fExecutor;
     }
-    /// The tracker's own mutex; it guards the handler lists.
-    std::mutex& getMutex() const { return fMutex; }
+    /// The tracker's own mutex; it guards the handler lists. The add...Handler functions lock
+    /// it themselves; it is recursive, so a caller may also hold it around them.
+    std::recursive_mutex& getMutex() const { return fMutex; }
 
     /// Logs, on the channel "agent::spf", that the tracker is about to be opened.
     void logStarting() const;
@@ -62,7 +63,7 @@ class ServiceTrackerBase {
     std::string fId;
     std::string fDescription;
     std::shared_ptr<foundation::concurrent::threadpool::Executor> fExecutor;
-    mutable std::mutex fMutex;
+    mutable std::recursive_mutex fMutex;
 };
 
 }  // namespace detail
