@@ -196,6 +196,12 @@ std::shared_ptr<const LoadedModule> ModuleRegistry::load(
                    exceptionText(std::current_exception()));
     }
 
+    // Once its initialiser has run, a module may own process-wide objects (unique singletons,
+    // statics) whose destructors live in its code and run at process exit: pin its code so
+    // that unloading ends the module logically (terminator called, built-ins unbound) but
+    // never unmaps code that exit still needs.
+    if (void* pin = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE)) dlclose(pin);
+
     auto module = std::shared_ptr<LoadedModule>(new LoadedModule(path, libraryName));
     module->fHandle = std::move(handle);
     module->fTerminate = resolved.fTerminate;
