@@ -4,14 +4,14 @@
 
 namespace korvan::host::classes {
 
-BuiltinMethodInfo::BuiltinMethodInfo(const MethodSpec& spec, MethodBody body)
-    : fStatic(spec.isStatic), fFirstArgDispatch(spec.firstArgDispatch), fBody(std::move(body)) {
+BuiltinMethodInfo::BuiltinMethodInfo(const MethodDecl& decl, MethodBody body)
+    : fStatic(decl.isStatic), fFirstArgDispatch(decl.firstArgDispatch), fBody(std::move(body)) {
     try {
-        fName = kcos::hostStrdup(spec.name);
+        fName = kcos::hostStrdup(decl.name);
         fSignature = kcos::COSMethodSignature::createMethodSignature();
-        for (const char* label : spec.inputs) fSignature->addInputType(label);
-        for (const char* label : spec.outputs) fSignature->addOutputType(label);
-        fSignature->setAcceptsFurtherArguments(spec.furtherArguments);
+        for (const char* label : decl.inputs) fSignature->addInputType(label);
+        for (const char* label : decl.outputs) fSignature->addOutputType(label);
+        fSignature->setAcceptsFurtherArguments(decl.furtherArguments);
     } catch (...) {
         delete fSignature;
         kcos::hostFree(fName);

@@ -12,26 +12,26 @@ namespace korvan::host::classes {
 
 using MethodBody = std::function<void(int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs)>;
 
-/// What a built-in method declares: MethodSpec("string").in({"datetime"}).out({"string"}).
-struct MethodSpec {
-    explicit MethodSpec(const char* methodName) : name(methodName) {}
-    MethodSpec& staticMethod() {
+/// What a built-in method declares: MethodDecl("string").in({"datetime"}).out({"string"}).
+struct MethodDecl {
+    explicit MethodDecl(const char* methodName) : name(methodName) {}
+    MethodDecl& staticMethod() {
         isStatic = true;
         return *this;
     }
-    MethodSpec& noFirstArgDispatch() {
+    MethodDecl& noFirstArgDispatch() {
         firstArgDispatch = false;
         return *this;
     }
-    MethodSpec& in(std::vector<const char*> labels) {
+    MethodDecl& in(std::vector<const char*> labels) {
         inputs = std::move(labels);
         return *this;
     }
-    MethodSpec& out(std::vector<const char*> labels) {
+    MethodDecl& out(std::vector<const char*> labels) {
         outputs = std::move(labels);
         return *this;
     }
-    MethodSpec& further() {
+    MethodDecl& further() {
         furtherArguments = true;
         return *this;
     }
@@ -46,7 +46,7 @@ struct MethodSpec {
 
 class BuiltinMethodInfo final : public kcos::COSMethodInfo {
   public:
-    BuiltinMethodInfo(const MethodSpec& spec, MethodBody body);
+    BuiltinMethodInfo(const MethodDecl& decl, MethodBody body);
     ~BuiltinMethodInfo() override;
 
     const char* getName() const override { return fName; }

@@ -138,16 +138,16 @@ class DateTimeClassInfo final : public kcos::COSClassInfo {
             return static_cast<DateTimeData*>(kcos::instanceDataOf(object, i, cls));
         };
         cls->addMethod(new BuiltinMethodInfo(
-            MethodSpec("datetime").noFirstArgDispatch().out({"datetime scalar"}).further(),
+            MethodDecl("datetime").noFirstArgDispatch().out({"datetime scalar"}).further(),
             [data](int, kxArray**, int nrhs, const kxArray** prhs) {
                 construct(*data(prhs[0], 0), nrhs - 1, prhs + 1);
             }));
-        cls->addMethod(new BuiltinMethodInfo(MethodSpec("empty").staticMethod().out({"datetime"}),
+        cls->addMethod(new BuiltinMethodInfo(MethodDecl("empty").staticMethod().out({"datetime"}),
                                              [](int, kxArray** plhs, int, const kxArray**) {
                                                  plhs[0] = kxCreateObjectMatrix(0, 0, "datetime");
                                              }));
         cls->addMethod(new BuiltinMethodInfo(
-            MethodSpec("string").in({"datetime"}).out({"string"}),
+            MethodDecl("string").in({"datetime"}).out({"string"}),
             [data](int, kxArray** plhs, int, const kxArray** prhs) {
                 kx::ArrayPtr out(kxCreateStringArray(kxGetNumberOfDimensions(prhs[0]),
                                                      kxGetDimensions(prhs[0])));
@@ -157,7 +157,7 @@ class DateTimeClassInfo final : public kcos::COSClassInfo {
                 plhs[0] = out.release();
             }));
         cls->addMethod(new BuiltinMethodInfo(
-            MethodSpec("char").in({"datetime scalar"}).out({"char"}),
+            MethodDecl("char").in({"datetime scalar"}).out({"char"}),
             [data](int, kxArray** plhs, int, const kxArray** prhs) {
                 if (kxGetNumberOfElements(prhs[0]) != 1) {
                     korvan::host::throwError("KORVAN:class", "NotScalarObject", "datetime");
@@ -165,7 +165,7 @@ class DateTimeClassInfo final : public kcos::COSClassInfo {
                 plhs[0] = kxCreateCharFromUtf8(textOf(data(prhs[0], 0)));
             }));
         cls->addMethod(
-            new BuiltinMethodInfo(MethodSpec("isnat").in({"datetime"}).out({"logical"}),
+            new BuiltinMethodInfo(MethodDecl("isnat").in({"datetime"}).out({"logical"}),
                                   [data](int, kxArray** plhs, int, const kxArray** prhs) {
                                       kxSize n = kxGetNumberOfElements(prhs[0]);
                                       kx::ArrayPtr out(kxCreateLogicalMatrix(n, 1));

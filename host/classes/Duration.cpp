@@ -56,10 +56,10 @@ class DurationClassInfo final : public kcos::COSClassInfo {
 
     void defineClass(kcos::COSClass* cls, kcos::COSClient*) override {
         cls->addMethod(new BuiltinMethodInfo(
-            MethodSpec("days").in({"duration"}).out({"double"}),
+            MethodDecl("days").in({"duration"}).out({"double"}),
             [](int, kxArray** plhs, int, const kxArray** prhs) { plhs[0] = daysArray(prhs[0]); }));
         cls->addMethod(new BuiltinMethodInfo(
-            MethodSpec("string").in({"duration"}).out({"string"}),
+            MethodDecl("string").in({"duration"}).out({"string"}),
             [](int, kxArray** plhs, int, const kxArray** prhs) {
                 kx::ArrayPtr out(kxCreateStringArray(kxGetNumberOfDimensions(prhs[0]),
                                                      kxGetDimensions(prhs[0])));

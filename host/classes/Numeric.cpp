@@ -61,7 +61,7 @@ class NumericClassInfo final : public kcos::COSClassInfo {
     void defineClass(kcos::COSClass* cls, kcos::COSClient*) override {
         const kxClassID id = fClassID;
         cls->addMethod(new BuiltinMethodInfo(
-            MethodSpec(fName).noFirstArgDispatch(),
+            MethodDecl(fName).noFirstArgDispatch(),
             [id, cls](int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs) {
                 if (nrhs == 2 && kxIsObject(prhs[0])) {
                     // Run on an instance: store the converted argument as its value.

@@ -9,15 +9,16 @@
 #include "korvan/host/Functions.hpp"
 #include "korvan/host/UserCode.hpp"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define KCOS_TEST_UNDER_ASAN 1
+// Sanitizer allocators abort on an impossible allocation instead of failing it.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define KCOS_TEST_UNDER_SANITIZER 1
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define KCOS_TEST_UNDER_ASAN 1
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define KCOS_TEST_UNDER_SANITIZER 1
 #endif
 #endif
-#ifndef KCOS_TEST_UNDER_ASAN
-#define KCOS_TEST_UNDER_ASAN 0
+#ifndef KCOS_TEST_UNDER_SANITIZER
+#define KCOS_TEST_UNDER_SANITIZER 0
 #endif
 
 namespace {
@@ -166,7 +167,7 @@ TEST(CallEntriesTest, DescriptionsUseTheHostAllocator) {
               "KORVAN:class:UnknownType");
     delete signature;
     EXPECT_EQ(kcos::hostLiveBlocks(), before);
-#if !KCOS_TEST_UNDER_ASAN  // the sanitizer's allocator aborts instead of failing the allocation
+#if !KCOS_TEST_UNDER_SANITIZER
     EXPECT_EQ(errorIdOf([] { kcos::hostAlloc(static_cast<std::size_t>(-1) / 2); }),
               "KORVAN:host:OutOfMemory");
     EXPECT_EQ(kcos::hostLiveBlocks(), before);
