@@ -1,0 +1,52 @@
+// Function files on the search path (see FunctionFiles.hpp).
+#include "FunctionFiles.hpp"
+
+#include <fstream>
+#include <sstream>
+
+#include "Values.hpp"
+#include "korvan/lang/Parser.hpp"
+
+namespace korvan::lang {
+
+void FunctionFiles::addFolder(const std::filesystem::path& folder) {
+    for (const auto& f : fFolders)
+        if (f == folder) return;
+    fFolders.push_back(folder);
+}
+
+void FunctionFiles::define(std::shared_ptr<FunctionDef> def) {
+    fDefined[def->fName] = std::move(def);
+}
+
+std::shared_ptr<FunctionDef> FunctionFiles::find(const std::string& name) {
+    if (auto it = fDefined.find(name); it != fDefined.end()) return it->second;
+    std::string relative = name;
+    for (char& c : relative)
+        if (c == '.') c = '/';
+    relative += ".k";
+    std::error_code ec;
+    for (const auto& folder : fFolders) {
+        std::filesystem::path file =
+            folder.empty() ? std::filesystem::current_path(ec) / relative : folder / relative;
+        if (!std::filesystem::is_regular_file(file, ec)) continue;
+        auto time = std::filesystem::last_write_time(file, ec);
+        auto cached = fCache.find(file);
+        if (cached == fCache.end() || cached->second.fTime != time) {
+            std::ifstream in(file, std::ios::binary);
+            std::stringstream text;
+            text << in.rdbuf();
+            auto program = std::make_shared<Program>(parse(text.str()));
+            std::string base =
+                name.substr(name.rfind('.') == std::string::npos ? 0 : name.rfind('.') + 1);
+            if (program->fFunctions.empty() || program->fFunctions.front()->fName != base)
+                langError("FunctionFile", file.string(), base);
+            program->fFunctions.front()->fName = name;
+            cached = fCache.insert_or_assign(file, Entry{time, program}).first;
+        }
+        return cached->second.fProgram->fFunctions.front();
+    }
+    return nullptr;
+}
+
+}  // namespace korvan::lang

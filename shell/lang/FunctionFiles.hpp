@@ -1,0 +1,37 @@
+// Finds functions defined in files: "name.k" holding `function [...] = name(...) ... end`
+// in a folder of the search path (package names "pkg.name" as "pkg/name.k"), and functions
+// defined in a script's own text. Parsed files are kept until the file changes.
+// Errors: KORVAN:lang:FunctionFile when the file's first function has another name; syntax
+// errors of the file as the parser raises them.
+// Threads: the interpreter thread.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "korvan/lang/Ast.hpp"
+
+namespace korvan::lang {
+
+class FunctionFiles {
+  public:
+    void addFolder(const std::filesystem::path& folder);
+    /// Functions of a script's text (they come before files of the same name).
+    void define(std::shared_ptr<FunctionDef> def);
+    /// The function `name`, or null when no file and no script defines it.
+    std::shared_ptr<FunctionDef> find(const std::string& name);
+
+  private:
+    struct Entry {
+        std::filesystem::file_time_type fTime;
+        std::shared_ptr<Program> fProgram;
+    };
+    std::vector<std::filesystem::path> fFolders;  // "" is the current folder
+    std::map<std::string, std::shared_ptr<FunctionDef>> fDefined;
+    std::map<std::filesystem::path, Entry> fCache;
+};
+
+}  // namespace korvan::lang
