@@ -1,0 +1,46 @@
+// The connector's access log: one line per answered request,
+//   2026-11-22T06:40:01.123Z 127.0.0.1 POST /v1/services/math/add 200 12ms
+// (UTC time, peer address, method, path without its query, status, duration). Headers, bodies
+// and queries are never written, so neither is a token.
+//
+// The file is "access.log" in the log folder, opened for appending; a log without a folder
+// writes nothing. Threads: write() may be called from any thread; fLock guards the stream.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace korvan::services::connector {
+
+inline constexpr const char* kAccessLogFile = "access.log";
+
+struct AccessLogEntry {
+    std::chrono::system_clock::time_point fTime;
+    std::string fAddress;
+    std::string fMethod;
+    std::string fPath;
+    unsigned fStatus = 0;
+    std::chrono::milliseconds fDuration{0};
+};
+
+/// The line written for `entry` (without the line end).
+std::string formatAccessLogLine(const AccessLogEntry& entry);
+
+class AccessLog {
+  public:
+    /// Opens `folder`/access.log for appending; an empty folder gives a log that writes
+    /// nothing. Throws std::runtime_error when the file cannot be opened.
+    explicit AccessLog(const std::filesystem::path& folder);
+
+    void write(const AccessLogEntry& entry);
+
+  private:
+    std::mutex fLock;
+    std::ofstream fStream;  // guarded by fLock
+};
+
+}  // namespace korvan::services::connector

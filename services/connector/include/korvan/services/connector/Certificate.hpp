@@ -1,0 +1,45 @@
+// The TLS certificate and private key of the connector: generated in-process (a self-signed
+// EC P-256 certificate for "localhost", 127.0.0.1 and any further addresses), or the user's own
+// PEM files, checked to belong together.
+//
+// Files: the key file is created readable and writable by its owner only (0600); both files are
+// written to a temporary name and renamed, so a reader never sees half a file.
+//
+// Errors: std::runtime_error whose text names the file and the reason.
+// Threads: any thread; no shared state.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace korvan::services::connector {
+
+struct CertificateFiles {
+    std::filesystem::path fPrivateKey;
+    std::filesystem::path fCertificate;
+};
+
+/// File names used for a generated pair inside its folder.
+inline constexpr const char* kGeneratedKeyFile = "connector-key.pem";
+inline constexpr const char* kGeneratedCertificateFile = "connector-cert.pem";
+/// Lifetime of a generated certificate.
+inline constexpr int kGeneratedCertificateDays = 365;
+
+/// Generates a key and a self-signed certificate into `folder` (created when missing) whose
+/// subject alternative names are DNS:localhost, IP:127.0.0.1 and each entry of `addresses`
+/// (IPv4 or IPv6 text; a text that is no address is added as a DNS name). Replaces an earlier
+/// pair in that folder.
+CertificateFiles generateCertificate(const std::filesystem::path& folder,
+                                     const std::vector<std::string>& addresses);
+
+/// Checks that both files are readable PEM and that the key is the certificate's key.
+void checkCertificateFiles(const CertificateFiles& files);
+
+/// The certificate's last day of validity, "dd-MMM-yyyy" (Dates.hpp).
+std::string certificateExpirationDate(const std::filesystem::path& certificate);
+
+/// Subject alternative names of the certificate as "DNS:<name>" / "IP:<address>" texts.
+std::vector<std::string> certificateSubjectAltNames(const std::filesystem::path& certificate);
+
+}  // namespace korvan::services::connector

@@ -1,0 +1,79 @@
+// The connector's REST interface as a pure function from request to response: no sockets, no
+// threads of its own. The HTTPS sessions call it; tests call it directly.
+//
+// Routes (under the fixed API prefix kApiPrefix, so BaseUrl is https://<host>:<port>/v1):
+//   GET  /v1/health                        no token; {"status":"ok"}
+//   GET  /v1/services                      {"services":[{"name":..,"functions":[..]},..]}
+//   GET  /v1/services/<service>            {"name":..,"functions":[..]}
+//   POST /v1/services/<service>/<function> body {"args":[..],"nargout":N} -> {"results":[..]}
+// Every route but health needs "Authorization: Bearer <token>"; the query part of a URL is
+// never read, so a token there is not accepted. Errors are
+// {"error":{"identifier":"...","message":"..."}} with the statuses listed in ErrorIds below.
+//
+// Threads: handleRequest may run on several threads at once; it only reads `context`. A POST
+// to a function blocks for the length of the call (FunctionInvoker).
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/http/status.hpp>
+#include <boost/beast/http/string_body.hpp>
+
+#include "korvan/services/connector/AccessToken.hpp"
+#include "korvan/services/connector/FunctionInvoker.hpp"
+#include "korvan/services/connector/FunctionServiceCatalog.hpp"
+
+namespace korvan::services::connector {
+
+namespace http = boost::beast::http;
+using Request = http::request<http::string_body>;
+using Response = http::response<http::string_body>;
+
+inline constexpr std::string_view kApiPrefix = "/v1";
+
+/// Identifiers of the errors the service itself reports.
+namespace errorid {
+inline constexpr const char* kInvalidJson = "KORVAN:connector:InvalidJson";            // 400
+inline constexpr const char* kInvalidRequest = "KORVAN:connector:InvalidRequest";      // 400
+inline constexpr const char* kInvalidArguments = "KORVAN:connector:InvalidArguments";  // 400
+inline constexpr const char* kMissingToken = "KORVAN:connector:MissingToken";          // 401
+inline constexpr const char* kInvalidToken = "KORVAN:connector:InvalidToken";          // 401
+inline constexpr const char* kTokenExpired = "KORVAN:connector:TokenExpired";          // 401
+inline constexpr const char* kNotFound = "KORVAN:connector:NotFound";                  // 404
+inline constexpr const char* kUnknownService = "KORVAN:connector:UnknownService";      // 404
+inline constexpr const char* kUnknownFunction = "KORVAN:connector:UnknownFunction";    // 404
+inline constexpr const char* kMethodNotAllowed = "KORVAN:connector:MethodNotAllowed";  // 405
+inline constexpr const char* kBodyTooLarge = "KORVAN:connector:BodyTooLarge";          // 413
+inline constexpr const char* kFunctionError = "KORVAN:connector:FunctionError";        // 500
+inline constexpr const char* kInvalidResult = "KORVAN:connector:InvalidResult";        // 500
+inline constexpr const char* kQueueFull = "KORVAN:connector:QueueFull";                // 503
+inline constexpr const char* kTimedOut = "KORVAN:connector:TimedOut";                  // 503
+inline constexpr const char* kUnavailable = "KORVAN:connector:Unavailable";            // 503
+}  // namespace errorid
+
+/// What a request may use. The references must outlive every call of handleRequest.
+struct RequestContext {
+    const FunctionServiceCatalog& fCatalog;
+    FunctionInvoker& fInvoker;
+    /// Checks a presented token (AccessToken::check against the current token).
+    std::function<AccessToken::Check(std::string_view)> fCheckToken;
+};
+
+/// {"error":{"identifier":..,"message":..}}.
+foundation::json::Value errorBody(std::string_view identifier, std::string_view message);
+
+/// A JSON response with the request's HTTP version and keep-alive choice.
+Response jsonResponse(http::status status, const foundation::json::Value& body, unsigned version,
+                      bool keepAlive);
+
+/// The answer to `request`.
+Response handleRequest(const Request& request, const RequestContext& context);
+
+/// The path of a request target without its query ("/v1/a?x=1" -> "/v1/a"); what the access
+/// log records.
+std::string_view targetPath(std::string_view target) noexcept;
+
+}  // namespace korvan::services::connector

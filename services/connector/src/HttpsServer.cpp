@@ -1,0 +1,118 @@
+#include "HttpsServer.hpp"
+
+#include <openssl/ssl.h>
+
+#include <future>
+#include <stdexcept>
+
+#include <boost/asio/post.hpp>
+#include <boost/beast/core/bind_handler.hpp>
+
+#include "Session.hpp"
+
+namespace korvan::services::connector::detail {
+
+namespace net = boost::asio;
+using net::ip::tcp;
+
+HttpsServer::HttpsServer(ServerOptions options, RequestContext context, AccessLog& log)
+    : fOptions(std::move(options)),
+      fTls(net::ssl::context::tls_server),
+      fIo(static_cast<int>(fOptions.fIoThreads)),
+      fCallPool(fOptions.fCallThreads),
+      fShared(std::make_shared<ServerShared>(std::move(context), log, fOptions.fBodyLimit,
+                                             fOptions.fIoTimeout, fCallPool)),
+      fAcceptStrand(net::make_strand(fIo)),
+      fAcceptor(fAcceptStrand) {}
+
+HttpsServer::~HttpsServer() {
+    stop();
+}
+
+void HttpsServer::start() {
+    try {
+        checkCertificateFiles(fOptions.fCertificate);
+    } catch (const std::exception& e) {
+        throw std::runtime_error(std::string("Bad certificate: ") + e.what());
+    }
+    // TLS 1.2 or newer only.
+    fTls.set_options(net::ssl::context::default_workarounds | net::ssl::context::no_sslv2 |
+                     net::ssl::context::no_sslv3 | net::ssl::context::no_tlsv1 |
+                     net::ssl::context::no_tlsv1_1 | net::ssl::context::single_dh_use);
+    SSL_CTX_set_min_proto_version(fTls.native_handle(), TLS1_2_VERSION);
+    boost::system::error_code ec;
+    fTls.use_certificate_chain_file(fOptions.fCertificate.fCertificate.string(), ec);
+    if (!ec)
+        fTls.use_private_key_file(fOptions.fCertificate.fPrivateKey.string(),
+                                  net::ssl::context::pem, ec);
+    if (ec) throw std::runtime_error("Bad certificate: " + ec.message());
+
+    const tcp::endpoint endpoint(fOptions.fAddress, fOptions.fPort);
+    const std::string where =
+        fOptions.fAddress.to_string() + " port " + std::to_string(fOptions.fPort);
+    if (fAcceptor.open(endpoint.protocol(), ec); ec)
+        throw std::runtime_error("Cannot open a socket: " + ec.message());
+    fAcceptor.set_option(net::socket_base::reuse_address(true), ec);
+    if (fAcceptor.bind(endpoint, ec); ec) {
+        fAcceptor.close();
+        if (ec == net::error::address_in_use)
+            throw std::runtime_error("Cannot listen on " + where + ": the port is in use");
+        if (ec == net::error::access_denied)
+            throw std::runtime_error("Cannot listen on " + where + ": permission denied");
+        throw std::runtime_error("Cannot listen on " + where + ": " + ec.message());
+    }
+    if (fAcceptor.listen(net::socket_base::max_listen_connections, ec); ec) {
+        fAcceptor.close();
+        throw std::runtime_error("Cannot listen on " + where + ": " + ec.message());
+    }
+    fBoundPort = fAcceptor.local_endpoint().port();
+
+    net::post(fAcceptStrand, [this] { doAccept(); });
+    for (unsigned i = 0; i < std::max(1u, fOptions.fIoThreads); ++i)
+        fThreads.emplace_back([this] { fIo.run(); });
+}
+
+void HttpsServer::doAccept() {
+    fAcceptor.async_accept(net::make_strand(fIo),
+                           boost::beast::bind_front_handler(&HttpsServer::onAccept, this));
+}
+
+void HttpsServer::onAccept(boost::system::error_code ec, tcp::socket socket) {
+    if (!fAcceptor.is_open()) return;  // closed by stop()
+    if (!ec) std::make_shared<Session>(std::move(socket), fTls, fShared)->run();
+    // A failed accept (a peer that left, no file descriptors) does not end the listener.
+    doAccept();
+}
+
+void HttpsServer::stop() {
+    if (fStopped) return;
+    fStopped = true;
+    if (!fThreads.empty()) {
+        // 1. No new connections, at once.
+        auto closed = std::make_shared<std::promise<void>>();
+        auto closedFuture = closed->get_future();
+        net::post(fAcceptStrand, [this, closed] {
+            boost::system::error_code ignored;
+            fAcceptor.close(ignored);
+            closed->set_value();
+        });
+        closedFuture.wait_for(fOptions.fStopTimeout);
+        // 2. Requests in flight get until the stop time-out to be answered.
+        {
+            std::unique_lock lock(fShared->fInFlightLock);
+            fShared->fInFlightDone.wait_for(lock, fOptions.fStopTimeout,
+                                            [this] { return fShared->fInFlight == 0; });
+        }
+    }
+    // 3. Every connection ends; calls not yet started are dropped, running ones finish
+    //    (each bounded by the invoker's time-out).
+    fIo.stop();
+    for (auto& t : fThreads) t.join();
+    fThreads.clear();
+    fCallPool.stop();
+    fCallPool.join();
+    boost::system::error_code ignored;
+    fAcceptor.close(ignored);
+}
+
+}  // namespace korvan::services::connector::detail

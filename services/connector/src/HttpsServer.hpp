@@ -1,0 +1,68 @@
+// The listening side of one run of the connector (internal): a TLS context, an acceptor, the
+// I/O threads and the call pool. ConnectorService makes one per start() and drops it at stop().
+//
+// Threads: start() and stop() are called by the owner (ConnectorService, under its lifecycle
+// lock); port() may be called from any thread once start() returned.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ssl/context.hpp>
+#include <boost/asio/strand.hpp>
+#include <boost/asio/thread_pool.hpp>
+
+#include "ServerShared.hpp"
+#include "korvan/services/connector/Certificate.hpp"
+
+namespace korvan::services::connector::detail {
+
+struct ServerOptions {
+    boost::asio::ip::address fAddress;
+    std::uint16_t fPort = 0;
+    CertificateFiles fCertificate;
+    std::size_t fBodyLimit = 0;
+    std::chrono::milliseconds fIoTimeout{0};
+    std::chrono::milliseconds fStopTimeout{0};
+    unsigned fIoThreads = 1;
+    unsigned fCallThreads = 1;
+};
+
+class HttpsServer {
+  public:
+    HttpsServer(ServerOptions options, RequestContext context, AccessLog& log);
+    ~HttpsServer();
+
+    /// Loads the certificate, binds and listens, starts the threads. Throws std::runtime_error
+    /// saying why it could not (bad certificate, port in use, permission).
+    void start();
+    /// Closes the listener at once, waits up to the stop time-out for requests in flight,
+    /// then ends every connection and joins all threads. Idempotent.
+    void stop();
+
+    std::uint16_t port() const noexcept { return fBoundPort; }
+
+  private:
+    void doAccept();
+    void onAccept(boost::system::error_code ec, boost::asio::ip::tcp::socket socket);
+
+    const ServerOptions fOptions;
+    boost::asio::ssl::context fTls;
+    boost::asio::io_context fIo;
+    boost::asio::thread_pool fCallPool;
+    std::shared_ptr<ServerShared> fShared;
+    // Accepting runs on this strand; stop() closes the acceptor through it.
+    boost::asio::strand<boost::asio::io_context::executor_type> fAcceptStrand;
+    boost::asio::ip::tcp::acceptor fAcceptor;
+    std::vector<std::thread> fThreads;
+    std::uint16_t fBoundPort = 0;
+    bool fStopped = false;
+};
+
+}  // namespace korvan::services::connector::detail

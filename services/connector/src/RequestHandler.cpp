@@ -1,0 +1,205 @@
+#include "korvan/services/connector/RequestHandler.hpp"
+
+#include <cmath>
+#include <vector>
+
+#include <boost/beast/http/field.hpp>
+#include <boost/beast/http/verb.hpp>
+
+#include "foundation/json/Parser.hpp"
+#include "korvan/services/connector/JsonValues.hpp"
+
+namespace korvan::services::connector {
+namespace {
+
+using foundation::json::Array;
+using foundation::json::Value;
+
+struct Reply {
+    http::status fStatus;
+    Value fBody;
+    const char* fAllow = nullptr;         // for 405
+    const char* fAuthenticate = nullptr;  // for 401
+};
+
+Reply error(http::status status, std::string_view id, std::string_view message) {
+    return {status, errorBody(id, message)};
+}
+
+Reply methodNotAllowed(const char* allow) {
+    Reply r = error(http::status::method_not_allowed, errorid::kMethodNotAllowed,
+                    std::string("Allowed: ") + allow);
+    r.fAllow = allow;
+    return r;
+}
+
+std::vector<std::string_view> segments(std::string_view path) {
+    std::vector<std::string_view> parts;
+    while (!path.empty()) {
+        const auto slash = path.find('/');
+        parts.push_back(path.substr(0, slash));
+        if (slash == std::string_view::npos) break;
+        path.remove_prefix(slash + 1);
+    }
+    return parts;
+}
+
+Value namesOf(const std::vector<std::string>& names) {
+    Array list;
+    for (const auto& n : names) list.push_back(Value(n));
+    return Value(std::move(list));
+}
+
+Value serviceEntry(const std::string& name, const std::vector<std::string>& functions) {
+    Value entry;
+    entry.set("name", Value(name));
+    entry.set("functions", namesOf(functions));
+    return entry;
+}
+
+std::optional<Reply> checkAuthorization(const Request& request, const RequestContext& context) {
+    const auto header = request.find(http::field::authorization);
+    std::string_view token;
+    if (header != request.end()) token = bearerToken(header->value());
+    if (token.empty()) {
+        Reply r = error(http::status::unauthorized, errorid::kMissingToken,
+                        "The request needs the header \"Authorization: Bearer <token>\"");
+        r.fAuthenticate = "Bearer";
+        return r;
+    }
+    switch (context.fCheckToken(token)) {
+        case AccessToken::Check::Accepted:
+            return std::nullopt;
+        case AccessToken::Check::Expired: {
+            Reply r = error(http::status::unauthorized, errorid::kTokenExpired,
+                            "The personal access token has expired");
+            r.fAuthenticate = "Bearer error=\"invalid_token\"";
+            return r;
+        }
+        default: {
+            Reply r = error(http::status::unauthorized, errorid::kInvalidToken,
+                            "The personal access token is not valid");
+            r.fAuthenticate = "Bearer error=\"invalid_token\"";
+            return r;
+        }
+    }
+}
+
+Reply callFunction(const Request& request, const RequestContext& context,
+                   korvan::host::Function function) {
+    Value body;
+    try {
+        body = foundation::json::parse(request.body());
+    } catch (const foundation::json::ParserException& e) {
+        return error(http::status::bad_request, errorid::kInvalidJson, e.what());
+    }
+    if (!body.isObject())
+        return error(http::status::bad_request, errorid::kInvalidRequest,
+                     "The body must be a JSON object {\"args\": [...], \"nargout\": N}");
+    Value args = body["args"];
+    if (args.isUndefined()) args = Value(Array{});
+    if (!args.isArray())
+        return error(http::status::bad_request, errorid::kInvalidRequest,
+                     "\"args\" must be an array");
+    int nargout = 1;
+    const Value& n = body["nargout"];
+    if (!n.isUndefined()) {
+        const double d = n.isNumber() ? n.asNumber() : -1.0;
+        if (!(d >= 0 && d <= kMaxNargout && d == std::floor(d)))
+            return error(
+                http::status::bad_request, errorid::kInvalidRequest,
+                "\"nargout\" must be a whole number from 0 to " + std::to_string(kMaxNargout));
+        nargout = static_cast<int>(d);
+    }
+    CallOutcome outcome = context.fInvoker.invoke(std::move(function), std::move(args), nargout);
+    return {static_cast<http::status>(outcome.fStatus), std::move(outcome.fBody)};
+}
+
+Reply route(const Request& request, const RequestContext& context) {
+    const std::string_view path = targetPath(request.target());
+    if (path.substr(0, kApiPrefix.size()) != kApiPrefix ||
+        (path.size() > kApiPrefix.size() && path[kApiPrefix.size()] != '/'))
+        return error(http::status::not_found, errorid::kNotFound, "No such resource");
+    const auto parts = segments(path.substr(std::min(path.size(), kApiPrefix.size() + 1)));
+    const auto method = request.method();
+    const bool isGet = method == http::verb::get;
+
+    if (parts.size() == 1 && parts[0] == "health") {
+        if (!isGet) return methodNotAllowed("GET");
+        Value body;
+        body.set("status", Value("ok"));
+        return {http::status::ok, std::move(body)};
+    }
+    if (auto refused = checkAuthorization(request, context)) return std::move(*refused);
+
+    if (parts.empty() || parts[0] != "services" || parts.size() > 3)
+        return error(http::status::not_found, errorid::kNotFound, "No such resource");
+    if (parts.size() == 1) {
+        if (!isGet) return methodNotAllowed("GET");
+        Array services;
+        for (const auto& name : context.fCatalog.serviceNames())
+            services.push_back(serviceEntry(
+                name, context.fCatalog.functionNames(name).value_or(std::vector<std::string>{})));
+        Value body;
+        body.set("services", Value(std::move(services)));
+        return {http::status::ok, std::move(body)};
+    }
+    const std::string service(parts[1]);
+    const auto functions = context.fCatalog.functionNames(service);
+    if (!functions)
+        return error(http::status::not_found, errorid::kUnknownService,
+                     "No function service \"" + service + "\"");
+    if (parts.size() == 2) {
+        if (!isGet) return methodNotAllowed("GET");
+        return {http::status::ok, serviceEntry(service, *functions)};
+    }
+    const std::string name(parts[2]);
+    auto function = context.fCatalog.findFunction(service, name);
+    if (!function)
+        return error(http::status::not_found, errorid::kUnknownFunction,
+                     "No function \"" + name + "\" in service \"" + service + "\"");
+    if (method != http::verb::post) return methodNotAllowed("POST");
+    return callFunction(request, context, std::move(*function));
+}
+
+}  // namespace
+
+Value errorBody(std::string_view identifier, std::string_view message) {
+    Value inner;
+    inner.set("identifier", Value(identifier));
+    inner.set("message", Value(message));
+    Value body;
+    body.set("error", std::move(inner));
+    return body;
+}
+
+Response jsonResponse(http::status status, const Value& body, unsigned version, bool keepAlive) {
+    Response response(status, version);
+    response.set(http::field::content_type, "application/json");
+    response.set(http::field::cache_control, "no-store");
+    response.keep_alive(keepAlive);
+    response.body() = writeJson(body);
+    response.prepare_payload();
+    return response;
+}
+
+Response handleRequest(const Request& request, const RequestContext& context) {
+    Reply reply;
+    try {
+        reply = route(request, context);
+    } catch (const std::exception& e) {
+        // A catalogue or invoker that fails unexpectedly: reported, never a dropped connection.
+        reply = error(http::status::internal_server_error, errorid::kFunctionError, e.what());
+    }
+    Response response =
+        jsonResponse(reply.fStatus, reply.fBody, request.version(), request.keep_alive());
+    if (reply.fAllow) response.set(http::field::allow, reply.fAllow);
+    if (reply.fAuthenticate) response.set(http::field::www_authenticate, reply.fAuthenticate);
+    return response;
+}
+
+std::string_view targetPath(std::string_view target) noexcept {
+    return target.substr(0, target.find_first_of("?#"));
+}
+
+}  // namespace korvan::services::connector

@@ -1,0 +1,120 @@
+#include "Session.hpp"
+
+#include <boost/asio/dispatch.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/ssl/error.hpp>
+#include <boost/beast/core/bind_handler.hpp>
+#include <boost/beast/http/read.hpp>
+#include <boost/beast/http/write.hpp>
+
+namespace korvan::services::connector::detail {
+
+namespace beast = boost::beast;
+namespace net = boost::asio;
+
+Session::Session(net::ip::tcp::socket&& socket, net::ssl::context& tls,
+                 std::shared_ptr<ServerShared> shared)
+    : fStream(std::move(socket), tls), fShared(std::move(shared)) {
+    beast::error_code ec;
+    const auto peer = beast::get_lowest_layer(fStream).socket().remote_endpoint(ec);
+    fAddress = ec ? std::string("-") : peer.address().to_string();
+}
+
+void Session::run() {
+    net::dispatch(fStream.get_executor(),
+                  beast::bind_front_handler(&Session::onRun, shared_from_this()));
+}
+
+void Session::onRun() {
+    beast::get_lowest_layer(fStream).expires_after(fShared->fIoTimeout);
+    fStream.async_handshake(net::ssl::stream_base::server,
+                            beast::bind_front_handler(&Session::onHandshake, shared_from_this()));
+}
+
+void Session::onHandshake(beast::error_code ec) {
+    if (ec) return fail(ec);
+    doRead();
+}
+
+void Session::doRead() {
+    fParser.emplace();
+    fParser->body_limit(fShared->fBodyLimit);
+    beast::get_lowest_layer(fStream).expires_after(fShared->fIoTimeout);
+    http::async_read(fStream, fBuffer, *fParser,
+                     beast::bind_front_handler(&Session::onRead, shared_from_this()));
+}
+
+void Session::onRead(beast::error_code ec, std::size_t) {
+    if (ec == http::error::end_of_stream) return doClose();
+    if (ec && ec != http::error::body_limit) return fail(ec);
+
+    const auto& header = fParser->get();
+    fInRequest = true;
+    fShared->beginRequest();
+    fStarted = std::chrono::steady_clock::now();
+    fEntry = AccessLogEntry{
+        std::chrono::system_clock::now(),         fAddress, std::string(header.method_string()),
+        std::string(targetPath(header.target())), 0,        {}};
+    if (ec == http::error::body_limit) {
+        // The rest of the body is never read, so the connection cannot carry another request.
+        return doWrite(jsonResponse(
+            http::status::payload_too_large,
+            errorBody(errorid::kBodyTooLarge, "The request body is larger than " +
+                                                  std::to_string(fShared->fBodyLimit) + " bytes"),
+            header.version(), false));
+    }
+    Request request = fParser->release();
+    if (request.method() == http::verb::post) {
+        // A call waits for the interpreter: never on an I/O thread.
+        net::post(fShared->fCallPool, [self = shared_from_this(), request = std::move(request)] {
+            Response response = handleRequest(request, self->fShared->fContext);
+            net::post(self->fStream.get_executor(),
+                      [self, response = std::move(response)]() mutable {
+                          self->doWrite(std::move(response));
+                      });
+        });
+        return;
+    }
+    doWrite(handleRequest(request, fShared->fContext));
+}
+
+void Session::doWrite(Response response) {
+    fResponse = std::move(response);
+    beast::get_lowest_layer(fStream).expires_after(fShared->fIoTimeout);
+    http::async_write(fStream, fResponse,
+                      beast::bind_front_handler(&Session::onWrite, shared_from_this()));
+}
+
+void Session::onWrite(beast::error_code ec, std::size_t) {
+    fEntry.fStatus = fResponse.result_int();
+    fEntry.fDuration = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - fStarted);
+    fShared->fLog.write(fEntry);
+    fInRequest = false;
+    fShared->endRequest();
+    if (ec) return fail(ec);
+    if (!fResponse.keep_alive()) return doClose();
+    doRead();
+}
+
+void Session::doClose() {
+    beast::get_lowest_layer(fStream).expires_after(fShared->fIoTimeout);
+    fStream.async_shutdown(beast::bind_front_handler(&Session::onShutdown, shared_from_this()));
+}
+
+void Session::onShutdown(beast::error_code) {
+    // The peer may close without its own close_notify (a short read): the connection is over
+    // either way, and the socket closes with the session.
+}
+
+void Session::fail(beast::error_code ec) {
+    // Time-outs, resets, refused handshakes and a peer that leaves without close_notify all end
+    // the connection here; none of them is the server's error, so nothing else is reported.
+    (void)ec;
+    if (fInRequest) {
+        fInRequest = false;
+        fShared->endRequest();
+    }
+}
+
+}  // namespace korvan::services::connector::detail

@@ -1,0 +1,53 @@
+// One TLS connection of the connector (internal). The shape of Beast's asynchronous TLS
+// server: every step runs on the connection's strand, the session keeps itself alive through
+// shared_from_this in each pending handler, each doX starts an operation with a time-out and
+// its onX continues; any error ends in one place (fail). A request that waits for the
+// interpreter is handled on the server's call pool, its response written back on the strand.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ssl/context.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/ssl/ssl_stream.hpp>
+
+#include "ServerShared.hpp"
+
+namespace korvan::services::connector::detail {
+
+class Session : public std::enable_shared_from_this<Session> {
+  public:
+    Session(boost::asio::ip::tcp::socket&& socket, boost::asio::ssl::context& tls,
+            std::shared_ptr<ServerShared> shared);
+    void run();
+
+  private:
+    void onRun();
+    void onHandshake(boost::beast::error_code ec);
+    void doRead();
+    void onRead(boost::beast::error_code ec, std::size_t bytes);
+    void doWrite(Response response);
+    void onWrite(boost::beast::error_code ec, std::size_t bytes);
+    void doClose();
+    void onShutdown(boost::beast::error_code ec);
+    void fail(boost::beast::error_code ec);
+
+    // All members are used on the session's strand only.
+    boost::beast::ssl_stream<boost::beast::tcp_stream> fStream;
+    const std::shared_ptr<ServerShared> fShared;
+    boost::beast::flat_buffer fBuffer;
+    std::optional<http::request_parser<http::string_body>> fParser;
+    Response fResponse;
+    std::string fAddress;
+    AccessLogEntry fEntry;  // the request being answered
+    std::chrono::steady_clock::time_point fStarted;
+    bool fInRequest = false;
+};
+
+}  // namespace korvan::services::connector::detail

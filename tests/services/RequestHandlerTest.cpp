@@ -1,0 +1,235 @@
+// The REST interface as a pure function: a table of requests and the statuses, identifiers and
+// bodies they get; the function call path with host functions; the invoker's 503 outcomes.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "foundation/json/Parser.hpp"
+#include "korvan/host/Errors.hpp"
+#include "korvan/host/InterpreterThread.hpp"
+#include "korvan/services/connector/JsonValues.hpp"
+#include "korvan/services/connector/RequestHandler.hpp"
+#include "xvm/Dispatch.hpp"
+
+namespace {
+
+using namespace korvan::services::connector;
+namespace json = foundation::json;
+using namespace std::chrono_literals;
+
+// Host functions of the tests, registered once in the host's function table.
+void registerTestFunctions() {
+    static const bool done = [] {
+        korvan::host::registerFunction("handlerTestPlus",
+                                       [](int, kxArray** plhs, int nrhs, const kxArray** prhs) {
+                                           double sum = 0;
+                                           for (int i = 0; i < nrhs; ++i)
+                                               sum += kxGetScalar(prhs[i]);
+                                           plhs[0] = kxCreateDoubleScalar(sum);
+                                       });
+        korvan::host::registerFunction("handlerTestTwo",
+                                       [](int nlhs, kxArray** plhs, int, const kxArray**) {
+                                           plhs[0] = kxCreateStringScalarFromUtf8("first");
+                                           if (nlhs > 1) plhs[1] = kxCreateLogicalScalar(true);
+                                       });
+        korvan::host::registerFunction("handlerTestBoom", [](int, kxArray**, int, const kxArray**) {
+            korvan::host::throwError("KORVAN:test", "Boom", 42);
+        });
+        korvan::host::registerFunction("handlerTestComplex",
+                                       [](int, kxArray** plhs, int, const kxArray**) {
+                                           plhs[0] = kxCreateComplexScalar(1, 2);
+                                       });
+        return true;
+    }();
+    (void)done;
+}
+
+struct DirectInvoker : FunctionInvoker {
+    std::atomic<int> fCalls{0};
+    CallOutcome invoke(korvan::host::Function function, json::Value args, int nargout) override {
+        ++fCalls;
+        return runFunctionCall(function, args, nargout);
+    }
+};
+
+class RequestHandlerTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        registerTestFunctions();
+        fCatalog.expose("math", "plus", "handlerTestPlus");
+        fCatalog.expose("math", "two", "handlerTestTwo");
+        fCatalog.expose("math", "boom", "handlerTestBoom");
+        fCatalog.expose("math", "complex", "handlerTestComplex");
+        fCatalog.expose("math", "gone", "handlerTestNoSuchHostFunction");
+        fCatalog.expose("text", "plus", "handlerTestPlus");
+        fToken = AccessToken::issue(30);
+    }
+
+    Response send(http::verb method, const std::string& target, const std::string& body = {},
+                  const std::string& authorization = "valid") {
+        Request request(method, target, 11);
+        if (authorization == "valid")
+            request.set(http::field::authorization, "Bearer " + fToken.value());
+        else if (!authorization.empty())
+            request.set(http::field::authorization, authorization);
+        request.body() = body;
+        request.prepare_payload();
+        RequestContext context{fCatalog, fInvoker,
+                               [this](std::string_view t) { return fToken.check(t, fNow); }};
+        return handleRequest(request, context);
+    }
+
+    HostFunctionCatalog fCatalog;
+    DirectInvoker fInvoker;
+    AccessToken fToken;
+    AccessToken::Clock::time_point fNow = AccessToken::Clock::now();
+};
+
+std::string errorId(const Response& r) {
+    const json::Value body = json::parse(r.body());
+    if (!body["error"].isObject()) return "";
+    return body["error"]["identifier"].asString();
+}
+
+TEST_F(RequestHandlerTest, StatusesAndIdentifiers) {
+    const std::string call = R"({"args":[1,2],"nargout":1})";
+    struct Case {
+        http::verb fMethod;
+        const char* fTarget;
+        std::string fBody;
+        std::string fAuthorization;
+        unsigned fStatus;
+        const char* fId;  // "" for a success
+    } cases[] = {
+        {http::verb::get, "/v1/health", "", "", 200, ""},
+        {http::verb::post, "/v1/health", "", "", 405, errorid::kMethodNotAllowed},
+        {http::verb::get, "/v1/services", "", "", 401, errorid::kMissingToken},
+        {http::verb::get, "/v1/services", "", "Basic abc", 401, errorid::kMissingToken},
+        {http::verb::get, "/v1/services", "", "Bearer 0123", 401, errorid::kInvalidToken},
+        {http::verb::get, "/v1/services", "", "valid", 200, ""},
+        {http::verb::delete_, "/v1/services", "", "valid", 405, errorid::kMethodNotAllowed},
+        {http::verb::get, "/v1/services/math", "", "valid", 200, ""},
+        {http::verb::get, "/v1/services/nope", "", "valid", 404, errorid::kUnknownService},
+        {http::verb::post, "/v1/services/nope/plus", call, "valid", 404, errorid::kUnknownService},
+        {http::verb::post, "/v1/services/math/minus", call, "valid", 404,
+         errorid::kUnknownFunction},
+        {http::verb::post, "/v1/services/math/gone", call, "valid", 404, errorid::kUnknownFunction},
+        {http::verb::get, "/v1/services/math/plus", "", "valid", 405, errorid::kMethodNotAllowed},
+        {http::verb::post, "/v1/services/math/plus", call, "valid", 200, ""},
+        {http::verb::post, "/v1/services/math/plus", call, "", 401, errorid::kMissingToken},
+        {http::verb::post, "/v1/services/math/plus", "{\"args\":", "valid", 400,
+         errorid::kInvalidJson},
+        {http::verb::post, "/v1/services/math/plus", "[1,2]", "valid", 400,
+         errorid::kInvalidRequest},
+        {http::verb::post, "/v1/services/math/plus", R"({"args":5})", "valid", 400,
+         errorid::kInvalidRequest},
+        {http::verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":-1})", "valid", 400,
+         errorid::kInvalidRequest},
+        {http::verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":1.5})", "valid", 400,
+         errorid::kInvalidRequest},
+        {http::verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":"1"})", "valid", 400,
+         errorid::kInvalidRequest},
+        {http::verb::post, "/v1/services/math/plus", R"({"args":[[1,true]]})", "valid", 400,
+         errorid::kInvalidArguments},
+        {http::verb::post, "/v1/services/math/boom", call, "valid", 500, "KORVAN:test:Boom"},
+        {http::verb::post, "/v1/services/math/complex", call, "valid", 500,
+         errorid::kInvalidResult},
+        {http::verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":2})", "valid", 500,
+         errorid::kInvalidResult},
+        {http::verb::get, "/v1", "", "valid", 404, errorid::kNotFound},
+        {http::verb::get, "/v2/health", "", "", 404, errorid::kNotFound},
+        {http::verb::get, "/v1health", "", "", 404, errorid::kNotFound},
+        {http::verb::get, "/v1/services/math/plus/x", "", "valid", 404, errorid::kNotFound},
+    };
+    for (const auto& c : cases) {
+        const Response r = send(c.fMethod, c.fTarget, c.fBody, c.fAuthorization);
+        SCOPED_TRACE(std::string(http::to_string(c.fMethod)) + " " + c.fTarget + " " + c.fBody);
+        EXPECT_EQ(r.result_int(), c.fStatus) << r.body();
+        EXPECT_EQ(errorId(r), c.fId) << r.body();
+        EXPECT_EQ(r[http::field::content_type], "application/json");
+        if (c.fStatus == 405) {
+            EXPECT_FALSE(r[http::field::allow].empty());
+        }
+        if (c.fStatus == 401) {
+            EXPECT_FALSE(r[http::field::www_authenticate].empty());
+        }
+    }
+}
+
+TEST_F(RequestHandlerTest, TokenOnlyInTheUrlIsRefused) {
+    const std::string target =
+        "/v1/services?access_token=" + fToken.value() + "&token=" + fToken.value();
+    EXPECT_EQ(send(http::verb::get, target, "", "").result_int(), 401u);
+    EXPECT_EQ(send(http::verb::get, target, "", "valid").result_int(), 200u);
+}
+
+TEST_F(RequestHandlerTest, ExpiredTokenIsRefused) {
+    fNow += 31 * 24h;
+    const Response r = send(http::verb::get, "/v1/services");
+    EXPECT_EQ(r.result_int(), 401u);
+    EXPECT_EQ(errorId(r), errorid::kTokenExpired);
+}
+
+TEST_F(RequestHandlerTest, RefusedRequestsNeverReachTheInterpreter) {
+    send(http::verb::post, "/v1/services/math/plus", "{}", "");
+    send(http::verb::post, "/v1/services/math/plus", "{}", "Bearer wrong");
+    send(http::verb::post, "/v1/services/math/plus", "{bad");
+    send(http::verb::post, "/v1/services/math/minus", "{}");
+    send(http::verb::get, "/v1/services/math/plus");
+    EXPECT_EQ(fInvoker.fCalls.load(), 0);
+    send(http::verb::post, "/v1/services/math/plus", "{}");
+    EXPECT_EQ(fInvoker.fCalls.load(), 1);
+}
+
+TEST_F(RequestHandlerTest, BodiesOfSuccessfulRequests) {
+    EXPECT_EQ(send(http::verb::get, "/v1/health").body(), R"({"status":"ok"})");
+    EXPECT_EQ(send(http::verb::get, "/v1/services").body(),
+              R"({"services":[{"functions":["boom","complex","gone","plus","two"],"name":"math"},)"
+              R"({"functions":["plus"],"name":"text"}]})");
+    EXPECT_EQ(send(http::verb::post, "/v1/services/math/plus", R"({"args":[0.1,0.2]})").body(),
+              R"({"results":[0.30000000000000004]})");
+    EXPECT_EQ(send(http::verb::post, "/v1/services/math/two", R"({"nargout":2})").body(),
+              R"({"results":["first",true]})");
+    EXPECT_EQ(send(http::verb::post, "/v1/services/math/two", R"({"nargout":0})").body(),
+              R"({"results":[]})");
+    const json::Value boom =
+        json::parse(send(http::verb::post, "/v1/services/math/boom", "{}").body());
+    EXPECT_FALSE(boom["error"]["message"].asString().empty());
+}
+
+TEST(InterpreterInvokerTest, HostRefusalsBecome503) {
+    registerTestFunctions();
+    auto plus = *korvan::host::findFunction("handlerTestPlus");
+    // No interpreter at all.
+    InterpreterInvoker none(nullptr, 1s);
+    CallOutcome outcome = none.invoke(plus, json::parse("[1]"), 1);
+    EXPECT_EQ(outcome.fStatus, 503u);
+    EXPECT_EQ(outcome.fBody["error"]["identifier"].asString(), errorid::kUnavailable);
+
+    // An interpreter that is busy longer than the time-out.
+    korvan::host::InterpreterThread thread;
+    auto release = std::make_shared<std::atomic<bool>>(false);
+    xvm::postTask(
+        thread.getXVM(),
+        [release] {
+            const auto until = std::chrono::steady_clock::now() + 5s;
+            while (!*release && std::chrono::steady_clock::now() < until)
+                std::this_thread::sleep_for(1ms);
+        },
+        "Test");
+    InterpreterInvoker busy(thread.getXVM(), 50ms);
+    outcome = busy.invoke(plus, json::parse("[1]"), 1);
+    *release = true;
+    EXPECT_EQ(outcome.fStatus, 503u);
+    EXPECT_EQ(outcome.fBody["error"]["identifier"].asString(), errorid::kTimedOut);
+
+    // Served: the function ran on the interpreter and its value came back.
+    InterpreterInvoker served(thread.getXVM(), 5s);
+    outcome = served.invoke(plus, json::parse("[1,2]"), 1);
+    EXPECT_EQ(outcome.fStatus, 200u);
+    EXPECT_EQ(writeJson(outcome.fBody), R"({"results":[3]})");
+}
+
+}  // namespace
