@@ -1,6 +1,6 @@
-// Built-ins over numbers and arrays: class, isequal, isempty, length, numel, size, zeros, ones,
-// sum, min, max, abs, sqrt, exp, log, floor, ceil, round, mod, the integer conversions and
-// logical.
+// Built-ins over numbers and arrays: the constants true, false, Inf, NaN, pi; class, isequal,
+// isempty, length, numel, size, zeros, ones, sum, min, max, abs, sqrt, exp, log, floor, ceil,
+// round, mod, the integer conversions and logical.
 #include <cmath>
 
 #include "Builtins.hpp"
@@ -120,6 +120,19 @@ Value pairwise(const char* fn, const kxArray* a, const kxArray* b) {
 }  // namespace
 
 void registerMathBuiltins() {
+    // Named constants: true, false, Inf, NaN, pi (functions without arguments).
+    defineBuiltin("true", 0, 0,
+                  [](const Args&, int) { return std::vector<Value>{makeBool(true)}; });
+    defineBuiltin("false", 0, 0,
+                  [](const Args&, int) { return std::vector<Value>{makeBool(false)}; });
+    for (const char* name : {"Inf", "inf"})
+        defineBuiltin(name, 0, 0,
+                      [](const Args&, int) { return std::vector<Value>{makeDouble(INFINITY)}; });
+    for (const char* name : {"NaN", "nan"})
+        defineBuiltin(name, 0, 0,
+                      [](const Args&, int) { return std::vector<Value>{makeDouble(NAN)}; });
+    defineBuiltin("pi", 0, 0,
+                  [](const Args&, int) { return std::vector<Value>{makeDouble(M_PI)}; });
     defineBuiltin("class", 1, 1, [](const Args& a, int) {
         return std::vector<Value>{makeChar(kxGetClassName(a[0]))};
     });

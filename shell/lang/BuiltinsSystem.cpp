@@ -90,7 +90,7 @@ void registerSystemBuiltins() {
         return std::vector<Value>{makeChar(v ? v : "")};
     });
     defineBuiltin("pause", 1, 1, [](const Args& a, int) {
-        if (!isArithmetic(a[0]) || kxGetNumberOfElements(a[0]) != 1)
+        if (!kxIsNumeric(a[0]) || kxGetNumberOfElements(a[0]) != 1)
             langError("InvalidArgument", "pause", "the time must be a number of seconds.");
         pauseFor(realAt(a[0], 0));
         return std::vector<Value>{};

@@ -232,9 +232,14 @@ Interpreter::Values Interpreter::callFunction(const std::string& name,
         throw ExitRequest{code};
     }
     if (auto def = fFiles->find(name)) return callUserFunction(*def, args, nlhs);
+    korvan::host::UserCode code;
+    if (name == "delete" && args.size() == 1 && kxIsObject(args.front().get())) {
+        // delete(obj) follows the class's delete rules, not a plain method call.
+        code.deleteObject(args.front().get());
+        return {};
+    }
     korvan::host::ArgList list;
     for (const Value& a : args) list.push_back(a.get());
-    korvan::host::UserCode code;
     return code.call(name, list, nlhs);
 }
 

@@ -134,8 +134,9 @@ class Lexer {
         // After a dot, keywords are names (obj.end is a property).
         bool afterDot = !fTokens.empty() && fTokens.back().fKind == Token::Kind::Op &&
                         fTokens.back().fText == ".";
-        push(!afterDot && kKeywords.count(word) ? Token::Kind::Keyword : Token::Kind::Ident,
-             std::move(word));
+        Token::Kind kind =
+            !afterDot && kKeywords.count(word) ? Token::Kind::Keyword : Token::Kind::Ident;
+        push(kind, std::move(word));
     }
 
     void text(char quote, Token::Kind kind) {

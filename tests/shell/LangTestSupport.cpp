@@ -1,0 +1,15 @@
+#include "LangTestSupport.hpp"
+
+namespace korvan::lang::test {
+
+RunOutcome runSource(const std::string& source) {
+    std::ostringstream out, err;
+    Interpreter interpreter(out, err);
+    RunOutcome run;
+    run.fResult = interpreter.run(source);
+    run.fOut = out.str();
+    run.fErr = err.str();
+    return run;
+}
+
+}  // namespace korvan::lang::test
