@@ -37,7 +37,7 @@ class Lexer {
                 skipSpace();
                 continue;
             }
-            if (c == '#' || c == '%') {
+            if (c == '#') {
                 while (fPos < fSrc.size() && fSrc[fPos] != '\n') ++fPos;
                 continue;
             }

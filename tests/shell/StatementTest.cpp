@@ -22,7 +22,9 @@ INSTANTIATE_TEST_SUITE_P(
     Display, StatementOutput,
     ::testing::Values(OutputCase{"x = 1, y = 2; z = 3", "x = 1\nz = 3\n"},
                       OutputCase{"x = 1 # a comment\n# another\ny = 2;", "x = 1\n"},
-                      OutputCase{"x = 4; x", "x = 4\n"}, OutputCase{"x = 4; x;", ""},
+                      OutputCase{"x = 4; x", "x = 4\n"},
+                      OutputCase{"x = '# not a comment' # but this is", "x = '# not a comment'\n"},
+                      OutputCase{"disp(\"50% done\")", "50% done\n"}, OutputCase{"x = 4; x;", ""},
                       OutputCase{"3; ans + 1", "ans = 4\n"}, OutputCase{"disp(5)", "5\n"},
                       OutputCase{"x = [1, ...\n 2]", "x =\n    1    2\n"}));
 
