@@ -41,7 +41,12 @@ kx::ArrayPtr Interpreter::assignInto(kx::ArrayPtr current, const std::vector<con
     std::vector<Value> args = evalArgs(op, current ? current.get() : nullptr);
     IndexList list;
     for (const Value& a : args) list.push_back(a.get());
-    if (at + 1 == ops.size()) return assignIndex(current.get(), list, rhs.get());
+    if (at + 1 == ops.size()) {
+        // x(i) = [] removes elements.
+        if (current && kxIsDouble(rhs.get()) && kxGetM(rhs.get()) == 0 && kxGetN(rhs.get()) == 0)
+            return deleteIndex(current.get(), list);
+        return assignIndex(current.get(), list, rhs.get());
+    }
     if (!current) langError("UndefinedVariable", "(indexed value)");
     Value part = indexValue(current.get(), list);
     Value updated = assignInto(part, ops, at + 1, std::move(rhs));

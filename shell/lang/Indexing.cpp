@@ -163,4 +163,37 @@ Value assignIndex(const kxArray* a, const IndexList& indices, const kxArray* rhs
     return target;
 }
 
+Value deleteIndex(const kxArray* a, const IndexList& indices) {
+    kxSize m = kxGetM(a), n = kxGetN(a), numel = kxGetNumberOfElements(a);
+    if (indices.size() == 1) {
+        std::vector<kxSize> pos = positions(indices[0], numel);
+        checkBounds(pos, numel, numel);
+        std::vector<bool> gone(numel, false);
+        for (kxSize p : pos) gone[p] = true;
+        kxSize keep = 0;
+        for (kxSize i = 0; i < numel; ++i) keep += gone[i] ? 0 : 1;
+        Value out = (n == 1 && m != 1) ? makeLike(a, keep, 1) : makeLike(a, 1, keep);
+        for (kxSize i = 0, k = 0; i < numel; ++i)
+            if (!gone[i]) copyElement(out.get(), k++, a, i);
+        return out;
+    }
+    bool rows = indices.size() == 2 && indices[1] == nullptr;
+    bool cols = indices.size() == 2 && indices[0] == nullptr;
+    if (!rows && !cols) langError("DeleteShape");
+    std::vector<kxSize> pos = positions(indices[rows ? 0 : 1], rows ? m : n);
+    checkBounds(pos, rows ? m : n, numel);
+    std::vector<bool> gone(rows ? m : n, false);
+    for (kxSize p : pos) gone[p] = true;
+    std::vector<kxSize> keepRows, keepCols;
+    for (kxSize i = 0; i < m; ++i)
+        if (!rows || !gone[i]) keepRows.push_back(i);
+    for (kxSize j = 0; j < n; ++j)
+        if (!cols || !gone[j]) keepCols.push_back(j);
+    Value out = makeLike(a, keepRows.size(), keepCols.size());
+    for (kxSize j = 0; j < keepCols.size(); ++j)
+        for (kxSize i = 0; i < keepRows.size(); ++i)
+            copyElement(out.get(), i + j * keepRows.size(), a, keepRows[i] + keepCols[j] * m);
+    return out;
+}
+
 }  // namespace korvan::lang

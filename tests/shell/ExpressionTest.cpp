@@ -78,6 +78,11 @@ INSTANTIATE_TEST_SUITE_P(
         OutputCase{"m = zeros(2); m(2, 3) = 1", "m =\n    0    0    0\n    0    0    1\n"},
         OutputCase{"v = 1:3; w = v; w(1) = 100; v(1)", "ans = 1\n"},
         OutputCase{"v = 1:5; v(v > 2) = 0", "v =\n    1    2    0    0    0\n"},
+        OutputCase{"v = 1:5; v([2 4]) = []", "v =\n    1    3    5\n"},
+        OutputCase{"v = [1; 2; 3]; v(end) = []", "v =\n    1\n    2\n"},
+        OutputCase{"m = [1 2 3; 4 5 6]; m(:, 2) = []", "m =\n    1    3\n    4    6\n"},
+        OutputCase{"m = [1 2 3; 4 5 6]; m(1, :) = []", "m =\n    4    5    6\n"},
+        OutputCase{"s = [\"a\" \"b\"]; s(1) = []", "s = \"b\"\n"},
         OutputCase{"s = \"a\"; s(2) = 'b'", "s =\n    \"a\"    \"b\"\n"},
         OutputCase{"v = [1 2]; v(2) = 3i", "v =\n    1 + 0i    0 + 3i\n"}));
 
@@ -105,6 +110,8 @@ INSTANTIATE_TEST_SUITE_P(
                       ErrorCase{"if 1\n x = 2", "KORVAN:lang:SyntaxError"},
                       ErrorCase{"x = end", "KORVAN:lang:SyntaxError"},
                       ErrorCase{"v = [1 2]; v(1:2) = [1 2 3]", "KORVAN:lang:AssignSize"},
+                      ErrorCase{"m = [1 2; 3 4]; m(1, 1) = []", "KORVAN:lang:DeleteShape"},
+                      ErrorCase{"v = 1:3; v(5) = []", "KORVAN:lang:IndexOutOfBounds"},
                       ErrorCase{"x = \"a\" * 2", "KORVAN:lang:UnsupportedOperand"},
                       ErrorCase{"if \"yes\"\n end", "KORVAN:lang:NotLogicalCondition"},
                       ErrorCase{"x = int8(1) + int16(1)", "KORVAN:lang:UnsupportedOperand"}));
