@@ -231,6 +231,9 @@ Interpreter::Values Interpreter::callFunction(const std::string& name,
         int code = args.empty() ? 0 : static_cast<int>(realAt(args.front().get(), 0));
         throw ExitRequest{code};
     }
+    if (!fCalls.empty())
+        if (auto local = fFiles->findLocal(fCalls.back(), name))
+            return callUserFunction(*local, args, nlhs);
     if (auto def = fFiles->find(name)) return callUserFunction(*def, args, nlhs);
     korvan::host::UserCode code;
     if (name == "delete" && args.size() == 1 && kxIsObject(args.front().get())) {
@@ -253,13 +256,16 @@ Interpreter::Values Interpreter::callUserFunction(const FunctionDef& def,
     frame["nargin"] = makeDouble(static_cast<double>(args.size()));
     frame["nargout"] = makeDouble(nlhs);
     fScopes.push_back(std::move(frame));
+    fCalls.push_back(&def);
     std::size_t depth = fScopes.size();
     try {
         execBlock(def.fBody);
     } catch (...) {
         fScopes.resize(depth - 1);
+        fCalls.pop_back();
         throw;
     }
+    fCalls.pop_back();
     Values out;
     std::size_t wanted = std::max<std::size_t>(static_cast<std::size_t>(std::max(nlhs, 1)), 1);
     for (std::size_t i = 0; i < wanted && i < def.fOutputs.size(); ++i) {

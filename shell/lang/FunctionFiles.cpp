@@ -49,4 +49,18 @@ std::shared_ptr<FunctionDef> FunctionFiles::find(const std::string& name) {
     return nullptr;
 }
 
+std::shared_ptr<FunctionDef> FunctionFiles::findLocal(const FunctionDef* caller,
+                                                      const std::string& name) const {
+    for (const auto& [file, entry] : fCache) {
+        const auto& functions = entry.fProgram->fFunctions;
+        bool inFile = false;
+        for (const auto& f : functions) inFile = inFile || f.get() == caller;
+        if (!inFile) continue;
+        for (std::size_t i = 1; i < functions.size(); ++i)
+            if (functions[i]->fName == name) return functions[i];
+        return nullptr;
+    }
+    return nullptr;
+}
+
 }  // namespace korvan::lang

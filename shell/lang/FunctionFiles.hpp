@@ -1,6 +1,7 @@
 // Finds functions defined in files: "name.k" holding `function [...] = name(...) ... end`
 // in a folder of the search path (package names "pkg.name" as "pkg/name.k"), and functions
-// defined in a script's own text. Parsed files are kept until the file changes.
+// defined in a script's own text. Further functions of a file are local to it. Parsed files
+// are kept until the file changes.
 // Errors: KORVAN:lang:FunctionFile when the file's first function has another name; syntax
 // errors of the file as the parser raises them.
 // Threads: the interpreter thread.
@@ -23,6 +24,10 @@ class FunctionFiles {
     void define(std::shared_ptr<FunctionDef> def);
     /// The function `name`, or null when no file and no script defines it.
     std::shared_ptr<FunctionDef> find(const std::string& name);
+    /// A further function `name` of the file that defines `caller` (a local function of that
+    /// file, visible only to its functions), or null.
+    std::shared_ptr<FunctionDef> findLocal(const FunctionDef* caller,
+                                           const std::string& name) const;
 
   private:
     struct Entry {

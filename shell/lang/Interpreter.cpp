@@ -90,6 +90,7 @@ Interpreter::Result Interpreter::execute(const Program& program) {
     } catch (const std::exception& e) {
         fScopes.resize(depth);
         fEndStack.clear();
+        fCalls.clear();
         result.fStatus = Status::Error;
         result.fError = describeError(e);
         fErr << "Error (" << result.fError.fIdentifier << "): " << result.fError.fMessage << "\n";

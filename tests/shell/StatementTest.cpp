@@ -140,6 +140,18 @@ TEST_F(FunctionFilesTest, CallsWithScopesOutputsAndReturn) {
     EXPECT_EQ(out.str(), "s = 7\np = 12\nq = 7\nx = 1\nans = 1\nans = 2\nans = 42\nans = 120\n");
 }
 
+TEST_F(FunctionFilesTest, FurtherFunctionsOfAFileAreLocalToIt) {
+    write("outer.k",
+          "function r = outer(x)\n r = inner(x) + 1;\nend\nfunction y = inner(x)\n y = 10 * "
+          "x;\nend\n");
+    std::ostringstream out, err;
+    Interpreter in(out, err);
+    in.addPath(fDir);
+    EXPECT_EQ(in.run("outer(2)").fStatus, Interpreter::Status::Ok) << err.str();
+    EXPECT_EQ(out.str(), "ans = 21\n");
+    EXPECT_EQ(in.run("inner(2)").fError.fIdentifier, "KORVAN:lang:UndefinedVariable");
+}
+
 TEST_F(FunctionFilesTest, ErrorsInsideAFunctionReachTheCaller) {
     write("fails.k", "function fails()\n error('f:inner', 'from inside');\nend\n");
     write("noout.k", "function r = noout()\nend\n");

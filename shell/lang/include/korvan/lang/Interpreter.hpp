@@ -124,6 +124,7 @@ class Interpreter {
     std::ostream& fErr;
     std::vector<Scope> fScopes;  // [0] is the workspace
     std::vector<std::pair<const kxArray*, std::pair<std::size_t, std::size_t>>> fEndStack;
+    std::vector<const FunctionDef*> fCalls;  // the running function files' functions
     std::unique_ptr<FunctionFiles> fFiles;
 };
 
