@@ -19,6 +19,7 @@ HttpsServer::HttpsServer(ServerOptions options, RequestContext context, AccessLo
     : fOptions(std::move(options)),
       fTls(net::ssl::context::tls_server),
       fIo(static_cast<int>(fOptions.fIoThreads)),
+      fWork(boost::asio::make_work_guard(fIo)),
       fCallPool(fOptions.fCallThreads),
       fShared(std::make_shared<ServerShared>(std::move(context), log, fOptions.fBodyLimit,
                                              fOptions.fIoTimeout, fCallPool)),
@@ -106,6 +107,7 @@ void HttpsServer::stop() {
     }
     // 3. Every connection ends; calls not yet started are dropped, running ones finish
     //    (each bounded by the invoker's time-out).
+    fWork.reset();
     fIo.stop();
     for (auto& t : fThreads) t.join();
     fThreads.clear();

@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
@@ -55,6 +56,9 @@ class HttpsServer {
     const ServerOptions fOptions;
     boost::asio::ssl::context fTls;
     boost::asio::io_context fIo;
+    // Keeps the I/O threads running while a session has no operation pending (its request
+    // is with the call pool) and after the acceptor closed; released by stop().
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> fWork;
     boost::asio::thread_pool fCallPool;
     std::shared_ptr<ServerShared> fShared;
     // Accepting runs on this strand; stop() closes the acceptor through it.
