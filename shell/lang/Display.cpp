@@ -136,7 +136,8 @@ std::string formatNumber(double v) {
 std::string shortText(const kxArray* v) {
     if (!v) return "[]";
     if (kxIsChar(v) && kxGetM(v) <= 1) return "'" + kxGetCharTextUtf8(v) + "'";
-    if (kxIsEmpty(v)) return kxIsDouble(v) ? "[]" : "[" + dims(v) + "]";
+    if (kxIsEmpty(v))
+        return kxIsDouble(v) && kxGetM(v) == 0 && kxGetN(v) == 0 ? "[]" : "[" + dims(v) + "]";
     if (kxIsObject(v) && isTimeClass(v)) {
         Value t = timeText(v);
         if (t && kxGetNumberOfElements(t.get()) == 1 && kxGetStringElement(t.get(), 0))

@@ -24,6 +24,7 @@ INSTANTIATE_TEST_SUITE_P(
         OutputCase{"x = 'text'", "x = 'text'\n"}, OutputCase{"x = 'it''s'", "x = 'it's'\n"},
         OutputCase{"x = \"text\"", "x = \"text\"\n"},
         OutputCase{"x = string(missing)", "x = <missing>\n"}, OutputCase{"x = []", "x = []\n"},
+        OutputCase{"x = 1:0, y = zeros(0, 3)", "x = [1x0 double]\ny = [0x3 double]\n"},
         OutputCase{"x = Inf, y = -Inf, z = NaN", "x = Inf\ny = -Inf\nz = NaN\n"},
         OutputCase{"x = 1/0", "x = Inf\n"},
         OutputCase{"x = [1 2; 3 4]", "x =\n    1    2\n    3    4\n"},
