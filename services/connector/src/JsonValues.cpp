@@ -21,14 +21,12 @@ using foundation::json::Value;
 struct IntegerType {
     const char* fName;
     kxClassID fClass;
-    bool fSigned;
 };
 
 constexpr IntegerType kIntegerTypes[] = {
-    {"int8", kxClassID::Int8, true},   {"uint8", kxClassID::UInt8, false},
-    {"int16", kxClassID::Int16, true}, {"uint16", kxClassID::UInt16, false},
-    {"int32", kxClassID::Int32, true}, {"uint32", kxClassID::UInt32, false},
-    {"int64", kxClassID::Int64, true}, {"uint64", kxClassID::UInt64, false},
+    {"int8", kxClassID::Int8},     {"uint8", kxClassID::UInt8},   {"int16", kxClassID::Int16},
+    {"uint16", kxClassID::UInt16}, {"int32", kxClassID::Int32},   {"uint32", kxClassID::UInt32},
+    {"int64", kxClassID::Int64},   {"uint64", kxClassID::UInt64},
 };
 
 const IntegerType* integerTypeByName(std::string_view name) {
