@@ -1,6 +1,11 @@
 # Warnings are errors on our own code; third-party headers come in as system headers.
 function(korvan_warnings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Werror)
+  # GCC 12 reports false "may be used uninitialized" errors at -O2 inside std::variant moves
+  # of std::map members (foundation::json::Value); the diagnostic is unreliable there.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${target} PRIVATE -Wno-maybe-uninitialized)
+  endif()
 endfunction()
 
 # korvan_host_area(NAME SOURCES ... [DEPS ...]): one folder of the host runtime, compiled as
