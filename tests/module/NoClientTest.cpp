@@ -53,9 +53,14 @@ TEST_F(NoClientTest, ConnectorFoundOnlyWhileAClientIsTracked) {
         services.publishClient();
         services.publishService();
         c = user::connector();
+        // Building the connector reads the whole document first.
+        EXPECT_EQ(client.callNames().at(0), "getPropertiesJson");
         EXPECT_EQ(scalar(user::get(c, "Port")), 9920);
         ASSERT_TRUE(waitUntil([&] { return client.hasUpdateCallback(); }));
         harness.drainInterpreter();
+        EXPECT_EQ(client.countOf("getPropertiesJson"), 1u);
+        EXPECT_EQ(client.callsOf("registerVshUpdateCallback").at(0).fThread,
+                  harness.interpreterThreadId());
     }
     {
         SCOPED_TRACE("no update-flip client within the first look: none for good");

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <stdexcept>
 
 #include "korvan/host/ModuleLoader.hpp"
 #include "kx/kxUtf.hpp"
@@ -31,6 +32,24 @@ void ModuleHarness::loadModule() {
 void ModuleHarness::drainInterpreter() {
     // The queue is FIFO: once this no-op has run, everything queued before it has run too.
     run([] {});
+}
+
+void ModuleHarness::CapturedFailure::capture() {
+    try {
+        throw;
+    } catch (const foundation::core::except::IException& e) {
+        fClone.reset(e.clone());
+    } catch (const std::exception& e) {
+        fStdWhat = e.what();
+    } catch (...) {
+        fOther = true;
+    }
+}
+
+void ModuleHarness::CapturedFailure::rethrowIfAny() const {
+    if (fClone) fClone->rethrow();
+    if (fStdWhat) throw std::runtime_error(*fStdWhat);
+    if (fOther) throw NonStdError{};
 }
 
 void ModuleHarness::stop() {

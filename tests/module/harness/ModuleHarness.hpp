@@ -17,6 +17,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -54,18 +55,36 @@ class ModuleHarness {
     /// "restFunctionConnector" (the loader runs the initialiser once).
     void loadModule();
 
-    /// Runs `work` on the interpreter thread and returns its value or rethrows its exception.
-    /// The work may use the caller's locals: if it does not finish within a minute the
-    /// process is aborted rather than left with work referring to a dead frame.
+    /// Runs `work` on the interpreter thread and returns its value or throws what it threw:
+    /// a copy of a host exception with its exact type (IException::clone), a
+    /// std::runtime_error with the text of another std::exception, or NonStdError for anything
+    /// else. The exception object itself never leaves the interpreter thread, so no two
+    /// threads share it. The work may use the caller's locals: if it does not finish within a
+    /// minute the process is aborted rather than left with work referring to a dead frame.
     template <class F>
     std::invoke_result_t<F&> run(F&& work) {
-        try {
-            return xvm::callOnInterpreter(vm(), std::forward<F>(work), kRunLimit, "ModuleTest");
-        } catch (const cmddistributor::RuntimeException& e) {
-            if (e.getExecutionStatus() == cmddistributor::ExecutionStatus::TimedOut) {
-                abortTimedOut();
-            }
-            throw;
+        using Result = std::invoke_result_t<F&>;
+        auto failure = std::make_shared<CapturedFailure>();
+        if constexpr (std::is_void_v<Result>) {
+            call([&work, failure] {
+                try {
+                    work();
+                } catch (...) {
+                    failure->capture();
+                }
+            });
+            failure->rethrowIfAny();
+        } else {
+            auto result = call([&work, failure]() -> std::optional<Result> {
+                try {
+                    return std::optional<Result>(work());
+                } catch (...) {
+                    failure->capture();
+                    return std::nullopt;
+                }
+            });
+            failure->rethrowIfAny();
+            return std::move(*result);
         }
     }
 
@@ -76,6 +95,30 @@ class ModuleHarness {
     void stop();
 
   private:
+    /// What work threw, taken apart on the interpreter thread (inside its handler).
+    class CapturedFailure {
+      public:
+        void capture();
+        void rethrowIfAny() const;
+
+      private:
+        std::unique_ptr<foundation::core::except::IException> fClone;
+        std::optional<std::string> fStdWhat;
+        bool fOther = false;
+    };
+
+    template <class F>
+    std::invoke_result_t<F&> call(F&& work) {
+        try {
+            return xvm::callOnInterpreter(vm(), std::forward<F>(work), kRunLimit, "ModuleTest");
+        } catch (const cmddistributor::RuntimeException& e) {
+            if (e.getExecutionStatus() == cmddistributor::ExecutionStatus::TimedOut) {
+                abortTimedOut();
+            }
+            throw;
+        }
+    }
+
     ModuleHarness();
     [[noreturn]] static void abortTimedOut();
 
@@ -84,6 +127,9 @@ class ModuleHarness {
     ServiceRegistrations fServices;
     std::unique_ptr<korvan::host::InterpreterThread> fThread;
 };
+
+/// Thrown by ModuleHarness::run in place of an exception that is not a std::exception.
+struct NonStdError {};
 
 /// Polls `condition` until it holds or `timeout` passes; returns its last answer.
 bool waitUntil(const std::function<bool()>& condition,
