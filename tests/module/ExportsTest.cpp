@@ -80,6 +80,23 @@ TEST(ExportsTest, OnlyTheEntryPointsAndExceptionTypeInformationAreExported) {
         << unexpected.size() << " further symbols are exported, among them:" << listing;
 }
 
+TEST(ExportsTest, TheModulesOwnTypesAreExportedOnlyForItsErrors) {
+    // Type information of the module's own classes may leave the library only for what it
+    // throws: the message records and their exceptions (namespace KORVAN). Descriptions,
+    // the connector, its holders and trackers stay hidden.
+    std::vector<std::string> own;
+    for (const auto& name : exportedSymbols()) {
+        if (!isTypeInformation(name)) continue;
+        const std::string type = demangled(name);
+        if (type.find("rest::kv::") != std::string::npos ||
+            type.find("korvanconnector::") != std::string::npos ||
+            type.find("agent::spf::") != std::string::npos) {
+            own.push_back(type);
+        }
+    }
+    EXPECT_TRUE(own.empty()) << own.size() << " exported, the first: " << own.front();
+}
+
 TEST(ExportsTest, BuiltinAnswersAnEmptyDoubleBeforeInitialisation) {
     void* library = ::dlopen(ModuleHarness::modulePath().c_str(), RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(library, nullptr) << ::dlerror();
