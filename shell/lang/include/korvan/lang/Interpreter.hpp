@@ -78,6 +78,18 @@ class Interpreter {
     /// Adds a folder to the end of the function search path.
     void addPath(const std::filesystem::path& folder);
 
+    /// Calls the function that the file `file` ("name.k") defines, in a fresh scope, with
+    /// `args`, asking for `nlhs` outputs (nlhs 0 still returns the first output when the
+    /// function has one). Errors of the function are thrown as they are raised (ScriptError or
+    /// the host error). Used by function services, on the interpreter thread.
+    std::vector<kx::ArrayPtr> callFunctionFile(const std::filesystem::path& file,
+                                               const std::vector<kx::ArrayPtr>& args, int nlhs);
+
+    /// Asks whatever runs on the interpreter thread to stop: the next statement raises
+    /// "KORVAN:lang:Interrupted". Safe to call from a signal handler or any thread; the
+    /// request is cleared when the error is raised and when a new run() starts.
+    static void requestInterrupt() noexcept;
+
     /// A variable of the workspace (top scope), null when undefined. Owned by the caller.
     kx::ArrayPtr variable(const std::string& name) const;
     void setVariable(const std::string& name, kx::ArrayPtr value);

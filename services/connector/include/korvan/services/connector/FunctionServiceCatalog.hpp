@@ -36,6 +36,9 @@ class FunctionServiceCatalog {
     /// The callable of `service`/`function`; nullopt when either is unknown.
     virtual std::optional<korvan::host::Function> findFunction(std::string_view service,
                                                                std::string_view function) const = 0;
+    /// Looks again at where the services come from (folders on disk); the default has nothing
+    /// to look at.
+    virtual void refresh() {}
 };
 
 /// True for a name usable as a service or function name in a URL: 1 to 64 characters of
