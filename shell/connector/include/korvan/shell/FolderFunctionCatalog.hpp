@@ -1,0 +1,44 @@
+// Function services from folders: every folder under the services folder
+// (<settings folder>/rest/services) is a function service named after the folder, and every
+// function file "name.k" directly in it is a function of that service called "name".
+//
+// The folders are scanned when the catalogue is built and again on refresh() (the connector's
+// "refreshServices"); folders and files whose names are not usable in a URL are skipped. A call
+// runs the function file through the language's interpreter (callFunctionFile), on the
+// interpreter thread where the connector's invoker runs it, reading the file as it is at the
+// time of the call.
+//
+// Threads: serviceNames/functionNames/findFunction/refresh from any thread; fLock (reader-writer)
+// guards fServices. The callables it hands out run on the interpreter thread only.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <shared_mutex>
+#include <string>
+
+#include "korvan/services/connector/FunctionServiceCatalog.hpp"
+
+namespace korvan::shell {
+
+class FolderFunctionCatalog final : public korvan::services::connector::FunctionServiceCatalog {
+  public:
+    explicit FolderFunctionCatalog(std::filesystem::path servicesFolder);
+
+    const std::filesystem::path& folder() const { return fFolder; }
+
+    std::vector<std::string> serviceNames() const override;
+    std::optional<std::vector<std::string>> functionNames(std::string_view service) const override;
+    std::optional<korvan::host::Function> findFunction(std::string_view service,
+                                                       std::string_view function) const override;
+    void refresh() override;
+
+  private:
+    using Functions = std::map<std::string, std::filesystem::path, std::less<>>;
+    const std::filesystem::path fFolder;
+    mutable std::shared_mutex fLock;
+    std::map<std::string, Functions, std::less<>> fServices;  // guarded by fLock
+};
+
+}  // namespace korvan::shell
