@@ -1,0 +1,282 @@
+#include "ConnectorClient.hpp"
+
+#include <algorithm>
+#include <exception>
+#include <limits>
+#include <stdexcept>
+
+#include <cppmicroservices/LDAPFilter.h>
+#include <boost/json/array.hpp>
+#include <boost/json/serialize.hpp>
+#include <boost/json/string.hpp>
+
+#include "ClientLog.hpp"
+#include "ServiceResults.hpp"
+#include "agent/spf/cppmsclientutils/TrackedServiceInfo.hpp"
+#include "fl/i18n.hpp"
+#include "rest/kv/connectorservice/Operations.hpp"
+
+namespace korvan::services::client {
+
+namespace op = rest::kv::connectorservice::op;
+using foundation::log::Level;
+
+namespace {
+
+constexpr const char* kNotAvailable =
+    "The REST function connector service is not available (an update may be in progress).";
+
+boost::json::string utf8(const std::u16string& text) {
+    return boost::json::string(fl::i18n::to_string(text));
+}
+
+std::u16string utf16(const std::string& text) {
+    return fl::i18n::to_ustring(text);
+}
+
+}  // namespace
+
+ConnectorClient::ConnectorClient(cppmicroservices::BundleContext context)
+    : fContext(std::move(context)) {
+    const agent::spf::cppmsclientutils::TrackedServiceInfo info(
+        std::string(rest::kv::connectorservice::kClientId),
+        rest::kv::connectorservice::kMajorVersion, rest::kv::connectorservice::kMinorVersion);
+    cppmicroservices::ServiceTrackerCustomizer<Invokable>* customizer = this;
+    fTracker = std::make_unique<Tracker>(
+        fContext, cppmicroservices::LDAPFilter(info.getLdapExpression()), customizer);
+}
+
+ConnectorClient::~ConnectorClient() {
+    try {
+        close();
+    } catch (...) {
+        // Closing reports removals to ourselves only; nothing here is worth a crash at exit.
+    }
+}
+
+void ConnectorClient::open() {
+    fTracker->Open();
+}
+
+void ConnectorClient::close() {
+    fTracker->Close();
+    std::lock_guard lock(fLock);
+    fServices.clear();
+    fCallbacks.clear();
+}
+
+// -- tracking ---------------------------------------------------------------------------------
+
+std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::AddingService(
+    const Reference& reference) {
+    std::shared_ptr<Invokable> service;
+    try {
+        service = fContext.GetService(reference);
+    } catch (const std::exception&) {
+        return nullptr;  // gone meanwhile, or the context is no longer valid: not tracked
+    }
+    if (!service) {
+        return nullptr;
+    }
+    std::lock_guard lock(fLock);
+    fServices.emplace_back(reference, service);
+    FOUNDATION_LOG_AT(kClientLog, Level::Debug, "Connector service added");
+    return service;
+}
+
+void ConnectorClient::ModifiedService(const Reference& /*reference*/,
+                                      const std::shared_ptr<Invokable>& /*service*/) {}
+
+void ConnectorClient::RemovedService(const Reference& reference,
+                                     const std::shared_ptr<Invokable>& /*service*/) {
+    std::lock_guard lock(fLock);
+    const auto found = std::find_if(fServices.begin(), fServices.end(),
+                                    [&](const auto& entry) { return entry.first == reference; });
+    if (found == fServices.end()) {
+        return;
+    }
+    const auto best = std::max_element(
+        fServices.begin(), fServices.end(),
+        [](const auto& left, const auto& right) { return left.first < right.first; });
+    if (found == best) {
+        // The callbacks were registered for this instance; its successor gets its own.
+        fCallbacks.clear();
+    }
+    fServices.erase(found);
+    FOUNDATION_LOG_AT(kClientLog, Level::Debug, "Connector service removed");
+}
+
+std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::requireService() const {
+    std::lock_guard lock(fLock);
+    const auto best = std::max_element(
+        fServices.begin(), fServices.end(),
+        [](const auto& left, const auto& right) { return left.first < right.first; });
+    if (best == fServices.end()) {
+        throw std::runtime_error(kNotAvailable);
+    }
+    return best->second;
+}
+
+std::string ConnectorClient::call(std::string_view operation,
+                                  const boost::json::object& arguments) const {
+    const auto service = requireService();
+    const std::string text = boost::json::serialize(arguments);
+    try {
+        return service->invoke(std::string(operation), text);
+    } catch (const std::exception&) {
+        throw;  // the service's own exception, what() unchanged
+    } catch (...) {
+        throw std::runtime_error("The connector service failed in " + std::string(operation) +
+                                 " with an unknown error.");
+    }
+}
+
+// -- forwarded operations ---------------------------------------------------------------------
+
+std::uint16_t ConnectorClient::getPort() {
+    return static_cast<std::uint16_t>(results::integer(op::getPort, call(op::getPort), 0,
+                                                       std::numeric_limits<std::uint16_t>::max()));
+}
+
+void ConnectorClient::setPort(std::uint16_t port) {
+    call(op::setPort, {{"port", port}});
+}
+
+std::u16string ConnectorClient::getLogLocation() {
+    return utf16(results::text(op::getLogLocation, call(op::getLogLocation)));
+}
+
+void ConnectorClient::setLogLocation(const std::u16string& logLocation) {
+    call(op::setLogLocation, {{"logLocation", utf8(logLocation)}});
+}
+
+std::string ConnectorClient::getHostname() {
+    return results::text(op::getHostname, call(op::getHostname));
+}
+
+void ConnectorClient::setHostname(const std::string& hostName) {
+    call(op::setHostname, {{"hostName", hostName}});
+}
+
+std::int32_t ConnectorClient::getClientAccessMode() {
+    return static_cast<std::int32_t>(results::integer(
+        op::getClientAccessMode, call(op::getClientAccessMode),
+        std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()));
+}
+
+void ConnectorClient::setAccessMode(std::int32_t accessMode) {
+    call(op::setAccessMode, {{"accessMode", accessMode}});
+}
+
+std::vector<std::string> ConnectorClient::getServiceNames() {
+    return results::texts(op::getServiceNames, call(op::getServiceNames));
+}
+
+std::string ConnectorClient::getPersonalAccessToken() {
+    return results::text(op::getPersonalAccessToken, call(op::getPersonalAccessToken));
+}
+
+std::string ConnectorClient::getTokenExpirationDate() {
+    return results::text(op::getTokenExpirationDate, call(op::getTokenExpirationDate));
+}
+
+std::u16string ConnectorClient::getCertificate() {
+    return utf16(results::text(op::getCertificate, call(op::getCertificate)));
+}
+
+std::u16string ConnectorClient::getCertificateExpirationDate() {
+    return utf16(
+        results::text(op::getCertificateExpirationDate, call(op::getCertificateExpirationDate)));
+}
+
+std::string ConnectorClient::getBaseUrl() {
+    return results::text(op::getBaseUrl, call(op::getBaseUrl));
+}
+
+std::int32_t ConnectorClient::getStatus() {
+    return static_cast<std::int32_t>(results::integer(op::getStatus, call(op::getStatus),
+                                                      std::numeric_limits<std::int32_t>::min(),
+                                                      std::numeric_limits<std::int32_t>::max()));
+}
+
+std::string ConnectorClient::getPropertiesJson() {
+    return call(op::getPropertiesJson);
+}
+
+void ConnectorClient::restoreSettings(std::int32_t port, const std::u16string& logLocation,
+                                      const std::string& hostName, std::int32_t accessMode) {
+    call(op::restoreSettings, {{"port", port},
+                               {"logLocation", utf8(logLocation)},
+                               {"hostName", hostName},
+                               {"accessMode", accessMode}});
+}
+
+void ConnectorClient::refreshServices() {
+    call(op::refreshServices);
+}
+
+void ConnectorClient::changeToken(std::uint32_t days) {
+    call(op::changeToken, {{"days", days}});
+}
+
+void ConnectorClient::changeCertificate(const std::u16string& privateKeyPath,
+                                        const std::u16string& certificatePath,
+                                        const std::vector<std::string>& ipAddresses) {
+    boost::json::array addresses;
+    for (const auto& address : ipAddresses) {
+        addresses.emplace_back(address);
+    }
+    call(op::changeCertificate, {{"privateKey", utf8(privateKeyPath)},
+                                 {"certificate", utf8(certificatePath)},
+                                 {"addresses", std::move(addresses)}});
+}
+
+void ConnectorClient::startConnector() {
+    call(op::startConnector);
+}
+
+void ConnectorClient::stopConnector() {
+    call(op::stopConnector);
+}
+
+void ConnectorClient::resetConnector() {
+    call(op::resetConnector);
+}
+
+std::u16string ConnectorClient::getAccessLogLocation() {
+    return utf16(results::text(op::getAccessLogLocation, call(op::getAccessLogLocation)));
+}
+
+// -- update callbacks -------------------------------------------------------------------------
+
+void ConnectorClient::registerVshUpdateCallback(std::function<void()> callback) {
+    if (!callback) {
+        throw std::invalid_argument("The update callback is empty.");
+    }
+    std::lock_guard lock(fLock);
+    fCallbacks.push_back(std::move(callback));
+}
+
+void ConnectorClient::notifyVshUpdate() {
+    std::vector<std::function<void()>> callbacks;
+    {
+        std::lock_guard lock(fLock);
+        callbacks = fCallbacks;
+    }
+    FOUNDATION_LOG_AT(kClientLog, Level::Debug,
+                      "Notifying " << callbacks.size() << " update callback(s)");
+    fCallbackThread.post([callbacks = std::move(callbacks)] {
+        for (const auto& callback : callbacks) {
+            try {
+                callback();
+            } catch (const std::exception& e) {
+                FOUNDATION_LOG_AT(kClientLog, Level::Error, "Update callback failed: " << e.what());
+            } catch (...) {
+                FOUNDATION_LOG_AT(kClientLog, Level::Error,
+                                  "Update callback failed with an unknown exception");
+            }
+        }
+    });
+}
+
+}  // namespace korvan::services::client
