@@ -4,8 +4,8 @@
 //
 // Each file registers one group: BuiltinsMath.cpp (numbers and arrays), BuiltinsText.cpp
 // (texts, formatting, conversions), BuiltinsSystem.cpp (output, errors, warnings, environment,
-// pause, delete). Output goes to the running Interpreter's stream, or std::cout.
-// Threads: registration is once per process (thread-safe); the functions run on the
+// pause, delete), BuiltinsCommand.cpp (system). Output goes to the running Interpreter's stream, or
+// std::cout. Threads: registration is once per process (thread-safe); the functions run on the
 // interpreter thread.
 #pragma once
 
@@ -30,6 +30,7 @@ void registerBuiltins();
 void registerMathBuiltins();
 void registerTextBuiltins();
 void registerSystemBuiltins();
+void registerCommandBuiltins();
 
 /// printf-style formatting over host values (see Formatting.cpp).
 std::string formatValues(const std::string& format, const Args& args);

@@ -107,6 +107,7 @@ void registerBuiltins() {
         registerMathBuiltins();
         registerTextBuiltins();
         registerSystemBuiltins();
+        registerCommandBuiltins();
     });
 }
 

@@ -30,23 +30,37 @@ std::shared_ptr<FunctionDef> FunctionFiles::find(const std::string& name) {
         std::filesystem::path file =
             folder.empty() ? std::filesystem::current_path(ec) / relative : folder / relative;
         if (!std::filesystem::is_regular_file(file, ec)) continue;
-        auto time = std::filesystem::last_write_time(file, ec);
-        auto cached = fCache.find(file);
-        if (cached == fCache.end() || cached->second.fTime != time) {
-            std::ifstream in(file, std::ios::binary);
-            std::stringstream text;
-            text << in.rdbuf();
-            auto program = std::make_shared<Program>(parse(text.str()));
-            std::string base =
-                name.substr(name.rfind('.') == std::string::npos ? 0 : name.rfind('.') + 1);
-            if (program->fFunctions.empty() || program->fFunctions.front()->fName != base)
-                langError("FunctionFile", file.string(), base);
-            program->fFunctions.front()->fName = name;
-            cached = fCache.insert_or_assign(file, Entry{time, program}).first;
-        }
-        return cached->second.fProgram->fFunctions.front();
+        std::string base =
+            name.substr(name.rfind('.') == std::string::npos ? 0 : name.rfind('.') + 1);
+        return fromFile(file, base, name);
     }
     return nullptr;
+}
+
+std::shared_ptr<FunctionDef> FunctionFiles::load(const std::filesystem::path& file) {
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(file, ec)) langError("FileNotFound", file.string());
+    std::string base = file.stem().string();
+    return fromFile(file, base, base);
+}
+
+std::shared_ptr<FunctionDef> FunctionFiles::fromFile(const std::filesystem::path& file,
+                                                     const std::string& base,
+                                                     const std::string& name) {
+    std::error_code ec;
+    auto time = std::filesystem::last_write_time(file, ec);
+    auto cached = fCache.find(file);
+    if (cached == fCache.end() || cached->second.fTime != time) {
+        std::ifstream in(file, std::ios::binary);
+        std::stringstream text;
+        text << in.rdbuf();
+        auto program = std::make_shared<Program>(parse(text.str()));
+        if (program->fFunctions.empty() || program->fFunctions.front()->fName != base)
+            langError("FunctionFile", file.string(), base);
+        program->fFunctions.front()->fName = name;
+        cached = fCache.insert_or_assign(file, Entry{time, program}).first;
+    }
+    return cached->second.fProgram->fFunctions.front();
 }
 
 std::shared_ptr<FunctionDef> FunctionFiles::findLocal(const FunctionDef* caller,

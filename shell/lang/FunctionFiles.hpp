@@ -28,12 +28,21 @@ class FunctionFiles {
     /// file, visible only to its functions), or null.
     std::shared_ptr<FunctionDef> findLocal(const FunctionDef* caller,
                                            const std::string& name) const;
+    /// The first function of the file `file` ("name.k", which must define `name`), read
+    /// again when the file has changed. Raises KORVAN:lang:FileNotFound when there is no
+    /// such file.
+    std::shared_ptr<FunctionDef> load(const std::filesystem::path& file);
 
   private:
     struct Entry {
         std::filesystem::file_time_type fTime;
         std::shared_ptr<Program> fProgram;
     };
+    /// Parses `file` (or takes it from the cache) and checks that its first function is
+    /// `base`; the function is then known as `name`.
+    std::shared_ptr<FunctionDef> fromFile(const std::filesystem::path& file,
+                                          const std::string& base, const std::string& name);
+
     std::vector<std::filesystem::path> fFolders;  // "" is the current folder
     std::map<std::string, std::shared_ptr<FunctionDef>> fDefined;
     std::map<std::filesystem::path, Entry> fCache;
