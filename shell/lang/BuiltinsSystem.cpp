@@ -1,5 +1,6 @@
 // Built-ins around the program's run: error, assert, warning, lastwarning, getenv, pause,
 // delete; and the registration helper shared by every group.
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <mutex>
@@ -7,6 +8,7 @@
 
 #include "Builtins.hpp"
 #include "ErrorObject.hpp"
+#include "Interrupt.hpp"
 #include "korvan/host/Functions.hpp"
 #include "korvan/host/UserCode.hpp"
 #include "korvan/host/Warnings.hpp"
@@ -20,20 +22,25 @@ bool looksLikeIdentifier(const std::string& s) {
     return s.find(':') != std::string::npos && s.find(' ') == std::string::npos && s.back() != ':';
 }
 
-// pause: drains work posted to the interpreter thread while it waits.
+// pause: drains work posted to the interpreter thread while it waits. It waits in short
+// slices so that an interrupt (set from a signal handler, which may not wake the interpreter
+// itself) ends it within one slice.
 void pauseFor(double seconds) {
     if (!(seconds > 0)) return;
     using namespace std::chrono;
+    constexpr milliseconds kSlice(50);
     auto deadline =
         steady_clock::now() + duration_cast<steady_clock::duration>(duration<double>(seconds));
     auto vm = xvm::Factory::getCurrentLocalXVM();
     for (auto now = steady_clock::now(); now < deadline; now = steady_clock::now()) {
-        auto left = duration_cast<milliseconds>(deadline - now) + milliseconds(1);
+        checkInterrupt();
+        auto left = std::min(duration_cast<milliseconds>(deadline - now) + milliseconds(1), kSlice);
         if (vm)
             vm->waitAndDrain(left);
         else
             std::this_thread::sleep_for(left);
     }
+    checkInterrupt();
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "Builtins.hpp"
 #include "ErrorObject.hpp"
 #include "FunctionFiles.hpp"
+#include "Interrupt.hpp"
 #include "Values.hpp"
 #include "foundation/core/except/IException.hpp"
 #include "korvan/lang/Display.hpp"
@@ -52,6 +53,7 @@ void Interpreter::setVariable(const std::string& name, kx::ArrayPtr value) {
 Interpreter::Result Interpreter::run(std::string_view source) {
     Interpreter* previous = tCurrent;
     tCurrent = this;
+    clearInterrupt();  // a request left over from before this run is not for it
     Result result;
     try {
         auto program = std::make_shared<Program>(parse(source));
@@ -108,6 +110,7 @@ Interpreter::Flow Interpreter::execBlock(const Block& block) {
 }
 
 Interpreter::Flow Interpreter::execStatement(const Stmt& s) {
+    checkInterrupt();
     switch (s.fKind) {
         case Stmt::Kind::Expr:
             execExpression(s);
@@ -136,6 +139,7 @@ Interpreter::Flow Interpreter::execStatement(const Stmt& s) {
             return execBlock(s.fBody);
         case Stmt::Kind::While:
             for (;;) {
+                checkInterrupt();
                 Value c = eval(*s.fClauses.front().first);
                 if (!isTrue(c.get())) return Flow::Normal;
                 Flow f = execBlock(s.fClauses.front().second);
@@ -151,6 +155,7 @@ Interpreter::Flow Interpreter::execFor(const Stmt& s) {
     kxSize m = kxGetM(range.get()), n = kxGetN(range.get());
     // Each column in turn (each element of a row vector).
     for (kxSize j = 0; j < n && m > 0; ++j) {
+        checkInterrupt();
         Value col = makeLike(range.get(), m, 1);
         for (kxSize i = 0; i < m; ++i) copyElement(col.get(), i, range.get(), i + j * m);
         scope()[s.fName] = col;

@@ -22,6 +22,14 @@ class Parser {
 
     Program program();
 
+    /// True when only the closing newline and end of the text remain (where program() stops
+    /// when the text ends too early).
+    bool atTextEnd() const {
+        for (std::size_t i = fPos; i < fTokens.size(); ++i)
+            if (fTokens[i].fKind != TK::Newline && fTokens[i].fKind != TK::End) return false;
+        return true;
+    }
+
   private:
     const Token& peek(std::size_t ahead = 0) const {
         return fTokens[std::min(fPos + ahead, fTokens.size() - 1)];

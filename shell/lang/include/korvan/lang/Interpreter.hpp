@@ -89,6 +89,8 @@ class Interpreter {
     /// "KORVAN:lang:Interrupted". Safe to call from a signal handler or any thread; the
     /// request is cleared when the error is raised and when a new run() starts.
     static void requestInterrupt() noexcept;
+    /// Withdraws a request that has not been raised yet (a prompt that discards its line).
+    static void clearInterrupt() noexcept;
 
     /// A variable of the workspace (top scope), null when undefined. Owned by the caller.
     kx::ArrayPtr variable(const std::string& name) const;
