@@ -16,11 +16,23 @@
 // act in between. scheduleUpdate() announces an update and performs the flip at the next
 // occurrence of the preferred restart hour (at once when no hour is set).
 //
+// The update-flip service object that the registry hands out is a small object of its own
+// that shares the settings store, so a client holding it after the host is gone still reads
+// and writes the stored hour safely; the IVshupdateflipClient operations of the host forward
+// to it.
+//
 // Owns: the current instance and its registrations, the schedule thread.
-// Threads: any thread may call; fLock serialises flips, registration and the schedule (held
-// while the registry delivers the unregister and register events, so handlers that call back
-// into the service host must not flip). The schedule runs on a thread of its own, which the
-// destructor stops.
+// Threads: any thread may call. A flip lock serialises start, stop and flips; it is held while
+// the clients are told, while the registry delivers the unregister and register events and
+// while the old instance shuts down, so handlers that call back into the service host may read
+// its state (isUp, current, flipCount) but must not flip (a flip from inside a flip on the same
+// thread throws std::logic_error). The state (instance, registrations, counter) is guarded by
+// a separate state lock that is never held while calling out. The schedule runs on a thread of
+// its own, which the destructor stops; it re-reads the clock at least every fPollInterval.
+// Errors: flip(), flipDown(), flipUp() and scheduleUpdate() throw std::logic_error while the
+// host is not started; flipUp() throws what the factory or the registry throws (the host stays
+// down). A client or an instance that throws while being told or shut down is logged and
+// skipped.
 #pragma once
 
 #include <chrono>
@@ -49,6 +61,9 @@ struct ServiceHostOptions {
     std::function<std::chrono::system_clock::time_point()> fNow = [] {
         return std::chrono::system_clock::now();
     };
+    /// Longest time the schedule thread sleeps before it reads fNow again, so that a changed
+    /// wall clock (suspend, manual change, a test's clock) is noticed.
+    std::chrono::milliseconds fPollInterval{30000};
 };
 
 class ServiceHost final : public korvanconnector::vshupdateflip::IVshupdateflipClient,
@@ -78,7 +93,9 @@ class ServiceHost final : public korvanconnector::vshupdateflip::IVshupdateflipC
     /// Tells the connector clients that an update is coming (their callbacks run) without
     /// flipping.
     void notifyUpdate();
-    /// notifyUpdate(), then a flip at the next preferred restart hour (at once without one).
+    /// notifyUpdate(), then a flip at the next preferred restart hour (at once without one),
+    /// performed on the schedule thread. While a flip is pending a further call does nothing:
+    /// the earlier time stands and the clients are not told twice. stop() cancels it.
     void scheduleUpdate();
     /// When the scheduled flip will happen, if one is pending.
     std::optional<std::chrono::system_clock::time_point> scheduledFlip() const;
