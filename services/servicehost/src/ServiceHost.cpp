@@ -179,6 +179,7 @@ void ServiceHost::Impl::stop() {
         fDownForFlip = false;
     }
     if (registration) unregister(registration, "update-flip service");
+    fSchedule.cancel();  // one planned while this stop waited for the flip lock
     FOUNDATION_LOG(kLog, "Service host stopped");
 }
 
