@@ -84,5 +84,26 @@ TEST(System, ServesWorkPostedToTheInterpreterThreadWhileTheCommandRuns) {
     EXPECT_TRUE(onInterpreterThread);
 }
 
+// An interrupt ends the command and everything it started (here a background job that would
+// keep the output open for 20 s) and raises the interrupt error, which a script can catch.
+TEST(System, AnInterruptEndsTheCommandAndItsChildren) {
+    std::ostringstream out, err;
+    Interpreter in(out, err);
+    std::thread interrupter([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        Interpreter::requestInterrupt();
+    });
+    const auto started = std::chrono::steady_clock::now();
+    auto r = in.run(
+        "try\n  [s, o] = system('(sleep 20; echo late) & sleep 20');\n"
+        "catch e\n  caught = e.identifier;\nend");
+    const auto took = std::chrono::steady_clock::now() - started;
+    interrupter.join();
+    ASSERT_EQ(r.fStatus, Interpreter::Status::Ok) << err.str();
+    EXPECT_EQ(kxGetCharTextUtf8(in.variable("caught").get()), "KORVAN:lang:Interrupted");
+    EXPECT_FALSE(in.variable("o"));
+    EXPECT_LT(took, std::chrono::seconds(15)) << "the command was not ended";
+}
+
 }  // namespace
 }  // namespace korvan::lang::test

@@ -1,0 +1,139 @@
+// Function services from folders (see FolderFunctionCatalog.hpp).
+//
+// Which interpreter runs a call: one language interpreter per service folder and per
+// interpreter thread, made on the first call and kept for the thread's life, writing to the
+// process's standard output and error. Not the person's own interpreter, because:
+//   - a remote caller must neither see nor change the person's workspace;
+//   - the person's interpreter is not always running a statement when the call arrives (the
+//     prompt serves posted work between lines), so there may be no interpreter to borrow;
+//   - with the service's folder on its search path, a function of the service can call the
+//     service's other function files, and never another service's.
+// Thread-local, because an interpreter belongs to one thread and the calls arrive on the
+// interpreter thread only. A call nested in another (a function that pauses while a second
+// request comes in) runs in the same interpreter in a fresh scope of its own.
+#include "korvan/shell/FolderFunctionCatalog.hpp"
+
+#include <cctype>
+#include <iostream>
+#include <system_error>
+
+#include "FunctionCallError.hpp"
+#include "korvan/lang/Interpreter.hpp"
+
+namespace korvan::shell {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A file name the language can call as a function: a letter, then letters, digits and '_'.
+bool isFunctionName(const std::string& name) {
+    if (name.empty() || name.size() > 64 || !std::isalpha(static_cast<unsigned char>(name[0])))
+        return false;
+    for (char c : name)
+        if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_') return false;
+    return true;
+}
+
+// The functions of one service folder: "name.k" files directly in it.
+std::map<std::string, fs::path, std::less<>> scanService(const fs::path& folder) {
+    std::map<std::string, fs::path, std::less<>> functions;
+    std::error_code ec;
+    for (fs::directory_iterator it(folder, fs::directory_options::skip_permission_denied, ec), end;
+         !ec && it != end; it.increment(ec)) {
+        const fs::path& file = it->path();
+        std::error_code fileEc;
+        if (file.extension() != ".k" || !it->is_regular_file(fileEc)) continue;
+        std::string name = file.stem().string();
+        if (isFunctionName(name) && korvan::services::connector::isValidServiceName(name))
+            functions.emplace(std::move(name), file);
+    }
+    return functions;
+}
+
+lang::Interpreter& runnerFor(const fs::path& serviceFolder) {
+    thread_local std::map<fs::path, std::unique_ptr<lang::Interpreter>> runners;
+    auto& runner = runners[serviceFolder];
+    if (!runner) {
+        runner = std::make_unique<lang::Interpreter>(std::cout, std::cerr);
+        runner->addPath(serviceFolder);
+    }
+    return *runner;
+}
+
+// Runs the function file in the service's interpreter, in the host calling convention.
+void callFile(const fs::path& serviceFolder, const fs::path& file, int nlhs, kxArray** plhs,
+              int nrhs, const kxArray** prhs) {
+    std::vector<kx::ArrayPtr> args;
+    args.reserve(static_cast<std::size_t>(std::max(nrhs, 0)));
+    for (int i = 0; i < nrhs; ++i) args.emplace_back(kxShareArray(const_cast<kxArray*>(prhs[i])));
+    std::vector<kx::ArrayPtr> results;
+    try {
+        results = runnerFor(serviceFolder).callFunctionFile(file, args, nlhs);
+    } catch (const lang::ScriptError& e) {
+        // error("id:name", ...) in the file: keep the user's identifier for the caller.
+        if (e.identifier().empty()) throw;
+        throw FunctionCallError(e.identifier(), e.what());
+    } catch (const lang::ExitRequest&) {
+        throw std::runtime_error("The function called exit, which a function service cannot do.");
+    }
+    for (std::size_t i = 0; i < results.size() && i < static_cast<std::size_t>(std::max(nlhs, 1));
+         ++i)
+        plhs[i] = results[i].release();
+}
+
+}  // namespace
+
+FolderFunctionCatalog::FolderFunctionCatalog(std::filesystem::path servicesFolder)
+    : fFolder(std::move(servicesFolder)) {
+    refresh();
+}
+
+std::vector<std::string> FolderFunctionCatalog::serviceNames() const {
+    std::shared_lock lock(fLock);
+    std::vector<std::string> names;
+    for (const auto& [name, functions] : fServices) names.push_back(name);
+    return names;
+}
+
+std::optional<std::vector<std::string>> FolderFunctionCatalog::functionNames(
+    std::string_view service) const {
+    std::shared_lock lock(fLock);
+    auto it = fServices.find(service);
+    if (it == fServices.end()) return std::nullopt;
+    std::vector<std::string> names;
+    for (const auto& [name, file] : it->second) names.push_back(name);
+    return names;
+}
+
+std::optional<korvan::host::Function> FolderFunctionCatalog::findFunction(
+    std::string_view service, std::string_view function) const {
+    std::shared_lock lock(fLock);
+    auto it = fServices.find(service);
+    if (it == fServices.end()) return std::nullopt;
+    auto fn = it->second.find(function);
+    if (fn == it->second.end()) return std::nullopt;
+    return korvan::host::Function([folder = fFolder / it->first, file = fn->second](
+                                      int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs) {
+        callFile(folder, file, nlhs, plhs, nrhs, prhs);
+    });
+}
+
+void FolderFunctionCatalog::refresh() {
+    // Scan without the lock; readers see the old listing until the new one is complete.
+    std::map<std::string, Functions, std::less<>> services;
+    std::error_code ec;
+    for (fs::directory_iterator it(fFolder, fs::directory_options::skip_permission_denied, ec), end;
+         !ec && it != end; it.increment(ec)) {
+        std::string name = it->path().filename().string();
+        std::error_code dirEc;
+        // Hidden folders (".git", editors' folders) are not services.
+        if (name.front() == '.' || !it->is_directory(dirEc) ||
+            !korvan::services::connector::isValidServiceName(name))
+            continue;
+        services.emplace(name, scanService(it->path()));
+    }
+    std::unique_lock lock(fLock);
+    fServices = std::move(services);
+}
+
+}  // namespace korvan::shell
