@@ -11,8 +11,8 @@
 
 #include "ConsentDialog.hpp"
 #include "foundation/core/except/IException.hpp"
-#include "korvan/host/Functions.hpp"
 #include "foundation/cppmicroservices/Framework.hpp"
+#include "korvan/host/Functions.hpp"
 #include "korvan/services/servicehost/ServiceHost.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 #include "korvan/shell/ConnectorFunctions.hpp"
@@ -169,8 +169,8 @@ class CountingService : public korvan::services::servicehost::HostedService {
 
 TEST(ServiceHostFunctions, FlipWholeAndInHalvesThenForgetTheReleasedHost) {
     namespace sh = korvan::services::servicehost;
-    const auto folder = std::filesystem::temp_directory_path() /
-                        ("korvan-flipfns-" + std::to_string(::getpid()));
+    const auto folder =
+        std::filesystem::temp_directory_path() / ("korvan-flipfns-" + std::to_string(::getpid()));
     std::filesystem::remove_all(folder);
     std::atomic<int> made{0}, shutdowns{0};
     {

@@ -174,9 +174,7 @@ TEST_P(FolderCatalogErrors, AnErrorInTheFileComesBackWithItsIdentifier) {
     EXPECT_EQ(status, 500u) << body;
     auto error = json::parse(body).asObject().at("error").asObject();
     EXPECT_EQ(error.at("identifier").asString(), GetParam().fIdentifier) << body;
-    EXPECT_NE(error.at("message").asString().find(GetParam().fMessage),
-              std::string::npos)
-        << body;
+    EXPECT_NE(error.at("message").asString().find(GetParam().fMessage), std::string::npos) << body;
 
     // The same error reaches a direct caller as a host error with that identifier.
     if (std::string(GetParam().fIdentifier) == "KORVAN:connector:FunctionError") return;
