@@ -1,0 +1,233 @@
+// The interactive prompt (see Prompt.hpp).
+#include "Prompt.hpp"
+
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <langinfo.h>
+
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string_view>
+#include <system_error>
+
+#include <editline/readline.h>
+
+#include "InterruptSignal.hpp"
+#include "korvan/lang/Parser.hpp"
+
+namespace korvan::shell {
+namespace {
+
+// libedit's callback interface carries no user data: the running prompt.
+Prompt* gActive = nullptr;
+
+// How long poll() waits for a key before the prompt looks at posted work again.
+constexpr int kPollMilliseconds = 50;
+constexpr int kHistoryEntries = 1000;
+
+// One byte of standard input; false at its end (or on a read error).
+bool readByte(unsigned char& byte) {
+    for (;;) {
+        ssize_t n = ::read(STDIN_FILENO, &byte, 1);
+        if (n == 1) return true;
+        if (n < 0 && errno == EINTR) continue;
+        return false;
+    }
+}
+
+// libedit's key reader: one character (a Unicode code point decoded from UTF-8), or -1 at the
+// end of input. Reading ourselves lets the prompt see the end of input that libedit would
+// otherwise swallow (a terminal that went away reads as zero bytes).
+int readKey(FILE*) {
+    unsigned char byte = 0;
+    if (!readByte(byte)) {
+        Prompt::inputEnded();
+        return -1;
+    }
+    if (byte < 0x80) return byte;
+    int extra = byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : byte >= 0xC0 ? 1 : 0;
+    if (extra == 0) return 0xFFFD;
+    int code = byte & (0x3F >> extra);
+    for (int i = 0; i < extra; ++i) {
+        if (!readByte(byte)) {
+            Prompt::inputEnded();
+            return -1;
+        }
+        if ((byte & 0xC0) != 0x80) return 0xFFFD;
+        code = (code << 6) | (byte & 0x3F);
+    }
+    return code;
+}
+
+// libedit decodes and encodes characters with the C library's locale: the language's text
+// is UTF-8, so the prompt edits in UTF-8 (the user's locale when it is UTF-8).
+void useUtf8Characters() {
+    std::setlocale(LC_CTYPE, "");
+    if (std::string_view(nl_langinfo(CODESET)) != "UTF-8") std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
+// While a statement runs the terminal is in its normal (line) mode, where a Ctrl-D typed
+// ahead would become an end of input that cannot be told from a closed terminal. Switching the
+// end-of-file key off for that time keeps it as the key 0x04, which the prompt reads after the
+// statement like any Ctrl-D.
+class TypeAheadKeys {
+  public:
+    TypeAheadKeys() {
+        if (::tcgetattr(STDIN_FILENO, &fSaved) != 0) return;
+        termios changed = fSaved;
+        changed.c_cc[VEOF] = _POSIX_VDISABLE;
+        fActive = ::tcsetattr(STDIN_FILENO, TCSANOW, &changed) == 0;
+    }
+    ~TypeAheadKeys() {
+        if (fActive) ::tcsetattr(STDIN_FILENO, TCSANOW, &fSaved);
+    }
+    TypeAheadKeys(const TypeAheadKeys&) = delete;
+    TypeAheadKeys& operator=(const TypeAheadKeys&) = delete;
+
+  private:
+    termios fSaved{};
+    bool fActive = false;
+};
+
+bool isBlank(const char* line) {
+    for (; *line; ++line)
+        if (*line != ' ' && *line != '\t') return false;
+    return true;
+}
+
+void flushOutput() {
+    std::cout.flush();
+    std::cerr.flush();
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+Prompt::Prompt(korvan::lang::Interpreter& interpreter, std::shared_ptr<xvm::XVM> vm,
+               std::filesystem::path historyFile)
+    : fInterpreter(interpreter), fVM(std::move(vm)), fHistoryFile(std::move(historyFile)) {}
+
+void Prompt::inputEnded() {
+    if (gActive) gActive->fInputEnded = true;
+}
+
+void Prompt::lineCallback(char* line) {
+    Prompt* self = gActive;
+    const char* text = line;
+    if (self) self->onLine(text);
+    std::free(line);
+}
+
+int Prompt::run() {
+    gActive = this;
+    // The prompt handles SIGINT itself (InterruptSignal); libedit must not take it over.
+    rl_catch_signals = 0;
+    rl_getc_function = readKey;
+    useUtf8Characters();
+    loadHistory();
+    rl_callback_handler_install(kPrompt, &Prompt::lineCallback);
+    while (!fDone) {
+        pollfd fds[2] = {{STDIN_FILENO, POLLIN, 0}, {InterruptSignal::readFd(), POLLIN, 0}};
+        int ready = ::poll(fds, fds[1].fd >= 0 ? 2 : 1, kPollMilliseconds);
+        if (ready < 0 && errno != EINTR) break;
+        if (InterruptSignal::consume()) {
+            onInterrupt();
+            continue;
+        }
+        if (ready > 0 && (fds[0].revents & POLLIN)) {
+            rl_callback_read_char();
+            if (fInputEnded) fDone = true;
+            // libedit leaves the terminal in its normal mode after handing over a line;
+            // installing the handler again goes back to reading key by key, and shows the
+            // prompt for the next line.
+            if (fLineTaken && !fDone)
+                rl_callback_handler_install(fPending.empty() ? kPrompt : kContinuation,
+                                            &Prompt::lineCallback);
+            fLineTaken = false;
+        } else if (ready > 0 && (fds[0].revents & (POLLHUP | POLLERR | POLLNVAL)))
+            fDone = true;  // the terminal went away
+        if (!fDone) drainPosted();
+    }
+    rl_callback_handler_remove();
+    std::fputs("\n", stdout);
+    flushOutput();
+    saveHistory();
+    gActive = nullptr;
+    return fExitCode;
+}
+
+void Prompt::onLine(const char* line) {
+    fLineTaken = true;
+    if (line == nullptr) {  // Ctrl-D on an empty line
+        fDone = true;
+        return;
+    }
+    if (!isBlank(line)) add_history(line);
+    fPending += line;
+    fPending += '\n';
+    if (korvan::lang::isIncomplete(fPending)) return;
+    std::string source;
+    source.swap(fPending);
+    // libedit has put the terminal back in its normal mode while this runs, so output looks
+    // as in a script and Ctrl-C raises SIGINT.
+    korvan::lang::Interpreter::Result result;
+    {
+        TypeAheadKeys keys;
+        InterruptSignal::setNewlineOnInterrupt(::isatty(STDOUT_FILENO) == 1);
+        result = fInterpreter.run(source);
+        InterruptSignal::setNewlineOnInterrupt(false);
+    }
+    flushOutput();
+    // A Ctrl-C during the statement was for the statement, not for the next prompt.
+    InterruptSignal::consume();
+    korvan::lang::Interpreter::clearInterrupt();
+    if (result.fStatus == korvan::lang::Interpreter::Status::Exit) {
+        fDone = true;
+        fExitCode = result.fExitCode;
+    }
+}
+
+void Prompt::onInterrupt() {
+    korvan::lang::Interpreter::clearInterrupt();
+    fPending.clear();
+    // Removing and installing the handler again gives libedit a fresh, empty line.
+    rl_callback_handler_remove();
+    std::fputs("\n", stdout);
+    flushOutput();
+    rl_callback_handler_install(kPrompt, &Prompt::lineCallback);
+}
+
+void Prompt::drainPosted() {
+    const auto& distributor = fVM->getCmdDistributor();
+    if (!distributor || distributor->pendingCount() == 0) return;
+    // Output of the posted work starts on a clean line; then the prompt and what was typed
+    // so far are drawn again below it.
+    if (::isatty(STDOUT_FILENO)) std::fputs("\r\033[K", stdout);
+    flushOutput();
+    fVM->drainPending();
+    flushOutput();
+    rl_forced_update_display();
+}
+
+void Prompt::loadHistory() {
+    using_history();
+    stifle_history(kHistoryEntries);
+    std::error_code ec;
+    if (!fHistoryFile.empty() && std::filesystem::is_regular_file(fHistoryFile, ec))
+        read_history(fHistoryFile.c_str());
+}
+
+void Prompt::saveHistory() {
+    if (fHistoryFile.empty()) return;
+    std::error_code ec;
+    std::filesystem::create_directories(fHistoryFile.parent_path(), ec);
+    // History is a convenience: a folder that cannot be written loses it silently.
+    write_history(fHistoryFile.c_str());
+}
+
+}  // namespace korvan::shell

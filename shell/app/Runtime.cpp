@@ -1,0 +1,174 @@
+// Startup and shutdown of what runs around the language (see Runtime.hpp).
+#include "Runtime.hpp"
+
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/Framework.h>
+
+#include "foundation/cppmicroservices/Framework.hpp"
+#include "korvan/host/Catalogue.hpp"
+#include "korvan/host/ModuleLoader.hpp"
+#include "korvan/services/client/ConnectorClient.hpp"
+#include "korvan/services/settings/SettingsStore.hpp"
+
+namespace korvan::shell {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The host's modules: library file and the built-ins it provides, in load order.
+struct ModuleEntry {
+    const char* fFile;
+    std::vector<korvan::host::BuiltinBinding> fBuiltins;
+};
+
+const std::vector<ModuleEntry>& hostModules() {
+    static const std::vector<ModuleEntry> modules = {
+        {"libzxrestfcnconnector.so",
+         {{"restFunctionConnector", "restFunctionConnectorBuiltinFcn"}}},
+    };
+    return modules;
+}
+
+}  // namespace
+
+fs::path executablePath(const fs::path& fallback) {
+    std::error_code ec;
+    fs::path self = fs::read_symlink("/proc/self/exe", ec);
+    if (!ec) return self;
+    fs::path absolute = fs::absolute(fallback, ec);
+    return ec ? fallback : absolute;
+}
+
+std::vector<fs::path> moduleFolders(const fs::path& executable) {
+    std::vector<fs::path> folders;
+    if (const char* env = std::getenv("KORVAN_MODULE_PATH"); env && *env) {
+        std::string_view rest(env);
+        while (!rest.empty()) {
+            std::size_t colon = rest.find(':');
+            std::string_view item = rest.substr(0, colon);
+            if (!item.empty()) folders.emplace_back(item);
+            rest = colon == std::string_view::npos ? std::string_view() : rest.substr(colon + 1);
+        }
+        if (!folders.empty()) return folders;
+    }
+    folders.push_back((executable.parent_path() / ".." / "lib").lexically_normal());
+    return folders;
+}
+
+struct Runtime::Impl {
+    Impl(std::shared_ptr<xvm::XVM> vm, std::ostream& warnings)
+        : fVM(std::move(vm)), fWarnings(warnings) {}
+
+    void warn(const std::string& text) { fWarnings << "Warning: " << text << "\n"; }
+
+    void installCatalogues(const fs::path& executable);
+    void startSettings();
+    void startServices();
+    void loadModules(const fs::path& executable);
+    void stop() noexcept;
+
+    const std::shared_ptr<xvm::XVM> fVM;
+    std::ostream& fWarnings;
+    fs::path fSettingsFolder;
+    std::shared_ptr<korvan::services::settings::SettingsStore> fSettings;
+    std::unique_ptr<korvan::services::client::ConnectorClientBundle> fClientBundle;
+    bool fModulesLoaded = false;
+};
+
+void Runtime::Impl::installCatalogues(const fs::path& executable) {
+    auto& catalogue = korvan::host::MessageCatalogue::instance();  // loads the host's folder
+    // An installed korvan keeps its catalogues next to its bin folder.
+    fs::path installed =
+        (executable.parent_path() / ".." / "share" / "korvan" / "resources" / "messages")
+            .lexically_normal();
+    std::error_code ec;
+    if (fs::is_directory(installed, ec) &&
+        !fs::equivalent(installed, korvan::host::MessageCatalogue::defaultFolder(), ec)) {
+        try {
+            catalogue.loadFolder(installed);
+        } catch (const std::exception& e) {
+            warn(e.what());
+        }
+    }
+}
+
+void Runtime::Impl::startSettings() {
+    try {
+        fSettingsFolder = korvan::services::settings::SettingsStore::defaultFolder();
+        fSettings = std::make_shared<korvan::services::settings::SettingsStore>(fSettingsFolder);
+        if (!fSettings->loadProblem().empty()) warn(fSettings->loadProblem());
+    } catch (const std::exception& e) {
+        warn(std::string("no settings folder: ") + e.what());
+    }
+}
+
+void Runtime::Impl::startServices() {
+    try {
+        auto context = foundation::cppmicroservices::getFramework().GetBundleContext();
+        fClientBundle = std::make_unique<korvan::services::client::ConnectorClientBundle>(context);
+    } catch (const std::exception& e) {
+        warn(std::string("the connector client could not start: ") + e.what());
+    }
+}
+
+void Runtime::Impl::loadModules(const fs::path& executable) {
+    std::vector<fs::path> folders = moduleFolders(executable);
+    for (const ModuleEntry& module : hostModules()) {
+        fs::path found;
+        std::error_code ec;
+        for (const fs::path& folder : folders)
+            if (fs::is_regular_file(folder / module.fFile, ec)) {
+                found = folder / module.fFile;
+                break;
+            }
+        if (found.empty()) {
+            std::string where;
+            for (const fs::path& folder : folders)
+                where += (where.empty() ? "" : ", ") + folder.string();
+            warn("the module " + std::string(module.fFile) + " was not found in " + where +
+                 " (set KORVAN_MODULE_PATH).");
+            continue;
+        }
+        try {
+            korvan::host::loadModule(found, module.fBuiltins);
+            fModulesLoaded = true;
+        } catch (const std::exception& e) {
+            warn(e.what());
+        }
+    }
+}
+
+void Runtime::Impl::stop() noexcept {
+    if (fModulesLoaded) korvan::host::unloadAllModules();
+    // Work still queued for the interpreter (a restart, a warning) belongs to the modules
+    // that are gone: run it now, while what it may touch is still there.
+    try {
+        fVM->drainPending();
+    } catch (const std::exception& e) {
+        warn(e.what());
+    }
+    fClientBundle.reset();
+    fSettings.reset();
+}
+
+Runtime::Runtime(std::shared_ptr<xvm::XVM> vm, const fs::path& executable, std::ostream& warnings)
+    : fImpl(std::make_unique<Impl>(std::move(vm), warnings)) {
+    fImpl->installCatalogues(executable);
+    fImpl->startSettings();
+    fImpl->startServices();
+    fImpl->loadModules(executable);
+}
+
+Runtime::~Runtime() {
+    fImpl->stop();
+}
+
+const fs::path& Runtime::settingsFolder() const {
+    return fImpl->fSettingsFolder;
+}
+
+}  // namespace korvan::shell

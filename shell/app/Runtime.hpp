@@ -1,0 +1,56 @@
+// What the korvan command starts around the language, and stops again in reverse order:
+//
+//   1. message catalogues (the host's resource folder, and the one next to the command)
+//   2. the settings store on the settings folder ($KORVAN_PREFDIR, else ~/.korvan); a
+//      settings file that could not be read is reported as a warning line
+//   3. the function services from folders (<settings folder>/rest/services)
+//   4. the invoker that runs their calls on this interpreter (30 s time-out)
+//   5. the service host (the hosted REST function connector service and the update-flip
+//      service) in the host's service framework, started
+//   6. the connector client bundle (RestFcnConnectorClient)
+//   7. the connector functions of the prompt (korvan.internal.servicehost.flip, ...)
+//   8. the host's modules from the module folder, with their catalogues and built-ins
+//      (libzxrestfcnconnector.so: restFunctionConnector)
+//
+// A piece that cannot start is reported on the warning stream and the rest goes on, so
+// scripts that do not need it still run.
+//
+// Owns: every piece above. Threads: construct and destroy on the interpreter thread (the
+// main thread), with `vm` current there; module initialisers and terminators expect it.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <vector>
+
+#include "xvm/XVM.hpp"
+
+namespace korvan::shell {
+
+/// The folders searched for the host's modules: $KORVAN_MODULE_PATH (folders separated by
+/// ':') when set and not empty, else <folder of the executable>/../lib.
+std::vector<std::filesystem::path> moduleFolders(const std::filesystem::path& executable);
+
+/// The running korvan command's own file (/proc/self/exe), or `fallback` made absolute.
+std::filesystem::path executablePath(const std::filesystem::path& fallback);
+
+class Runtime {
+  public:
+    Runtime(std::shared_ptr<xvm::XVM> vm, const std::filesystem::path& executable,
+            std::ostream& warnings);
+    /// Orderly shutdown: modules unloaded, connector functions detached, client bundle
+    /// stopped, service host stopped (the connector's HTTPS server ends), then the rest.
+    ~Runtime();
+    Runtime(const Runtime&) = delete;
+    Runtime& operator=(const Runtime&) = delete;
+
+    /// The settings folder; empty when none could be determined.
+    const std::filesystem::path& settingsFolder() const;
+
+  private:
+    struct Impl;
+    std::unique_ptr<Impl> fImpl;
+};
+
+}  // namespace korvan::shell

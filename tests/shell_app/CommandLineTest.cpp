@@ -1,0 +1,178 @@
+// The korvan command line: parsing (table), and the executable's exit status and output for
+// scripts, -e code, standard input, usage errors, --help, --version and Ctrl-C.
+#include <gtest/gtest.h>
+
+#include <signal.h>
+
+#include "../../shell/app/CommandLine.hpp"
+#include "KorvanProcess.hpp"
+#include "korvan/host/Version.hpp"
+
+namespace korvan::shell::test {
+namespace {
+
+using Mode = CommandLine::Mode;
+
+struct ParseCase {
+    std::vector<std::string> fArgs;
+    bool fTerminal;
+    Mode fMode;
+    std::string fFileOrCode;  // the file, the code, or a piece of the usage error
+};
+
+class ParseTest : public ::testing::TestWithParam<ParseCase> {};
+
+TEST_P(ParseTest, ReadsTheArguments) {
+    const ParseCase& c = GetParam();
+    CommandLine cl = parseCommandLine(c.fArgs, c.fTerminal);
+    EXPECT_EQ(cl.fMode, c.fMode);
+    if (c.fMode == Mode::Script) {
+        EXPECT_EQ(cl.fFile, c.fFileOrCode);
+    } else if (c.fMode == Mode::Code) {
+        EXPECT_EQ(cl.fCode, c.fFileOrCode);
+    } else if (c.fMode == Mode::UsageError) {
+        EXPECT_NE(cl.fError.find(c.fFileOrCode), std::string::npos) << cl.fError;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Arguments, ParseTest,
+    ::testing::Values(ParseCase{{}, true, Mode::Prompt, ""},
+                      ParseCase{{}, false, Mode::StandardInput, ""},
+                      ParseCase{{"run.k"}, true, Mode::Script, "run.k"},
+                      ParseCase{{"-"}, true, Mode::StandardInput, ""},
+                      ParseCase{{"--", "-odd.k"}, true, Mode::Script, "-odd.k"},
+                      ParseCase{{"-e", "x = 1"}, false, Mode::Code, "x = 1"},
+                      ParseCase{{"-e", "-e"}, true, Mode::Code, "-e"},
+                      ParseCase{{"--help"}, true, Mode::Help, ""},
+                      ParseCase{{"-h", "--bogus"}, true, Mode::Help, ""},
+                      ParseCase{{"run.k", "--version"}, true, Mode::Version, ""},
+                      ParseCase{{"--bogus"}, true, Mode::UsageError, "unknown option '--bogus'"},
+                      ParseCase{{"-x", "run.k"}, true, Mode::UsageError, "'-x'"},
+                      ParseCase{{"-e"}, true, Mode::UsageError, "-e"},
+                      ParseCase{{"-e", "1", "-e", "2"}, true, Mode::UsageError, "more than once"},
+                      ParseCase{{"a.k", "b.k"}, true, Mode::UsageError, "b.k"},
+                      ParseCase{{"-e", "1", "a.k"}, true, Mode::UsageError, "not both"}),
+    [](const auto& info) { return "case" + std::to_string(info.index); });
+
+// ---- the executable ------------------------------------------------------------------------
+
+struct RunCase {
+    std::vector<std::string> fArgs;
+    std::string fStdin;
+    int fStatus;
+    std::string fOut;  // must appear on standard output
+    std::string fErr;  // must appear on standard error ("" : standard error stays empty)
+};
+
+class RunTest : public ::testing::TestWithParam<RunCase> {
+  protected:
+    TempFolder fPrefs;
+};
+
+TEST_P(RunTest, ExitStatusAndOutput) {
+    const RunCase& c = GetParam();
+    ProcessOptions options = korvanOptions(c.fArgs, fPrefs);
+    options.fStdin = c.fStdin;
+    ProcessOutcome r = runKorvan(options);
+    ASSERT_TRUE(r.fExited) << "timed out: " << r.fTimedOut << "\n" << r.fOut << r.fErr;
+    EXPECT_EQ(r.fStatus, c.fStatus) << r.fOut << r.fErr;
+    EXPECT_NE(r.fOut.find(c.fOut), std::string::npos) << r.fOut;
+    if (c.fErr.empty())
+        EXPECT_EQ(r.fErr, "");
+    else
+        EXPECT_NE(r.fErr.find(c.fErr), std::string::npos) << r.fErr;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Runs, RunTest,
+    ::testing::Values(
+        RunCase{{"-e", "x = 1 + 1"}, "", 0, "x = 2\n", ""},
+        RunCase{{"-e", "error('my:id', 'bad %d', 7)"}, "", 1, "", "Error (my:id): bad 7\n"},
+        RunCase{{"-e", "disp(1); nosuchname; disp(2)"},
+                "",
+                1,
+                "1\n",
+                "Error (KORVAN:lang:UndefinedVariable): "},
+        RunCase{{"-e", "print('a'); exit(3); print('b')"}, "", 3, "a", ""},
+        RunCase{{"-e", "exit(0)"}, "", 0, "", ""},
+        RunCase{{}, "disp(40 + 2)\n", 0, "42\n", ""},  // standard input, not a terminal
+        RunCase{{"-"}, "y = 'from stdin'\n", 0, "y = 'from stdin'", ""},
+        RunCase{{}, "error('in:stdin', 'no')\n", 1, "", "Error (in:stdin): no"},
+        RunCase{{"no/such/script.k"}, "", 1, "", "Error (KORVAN:lang:FileNotFound)"},
+        RunCase{{"--bogus"}, "", 2, "", "korvan: unknown option '--bogus'\nTry 'korvan --help'"},
+        RunCase{{"-e"}, "", 2, "", "--help"}, RunCase{{"--help"}, "", 0, "korvan -e CODE", ""},
+        RunCase{{"--version"}, "", 0, std::string("korvan ") + korvan::hostVersion() + "\n", ""}),
+    [](const auto& info) { return "case" + std::to_string(info.index); });
+
+TEST(HelpTest, NamesTheFormsVariablesAndExitStatus) {
+    TempFolder prefs;
+    ProcessOutcome r = runKorvan(korvanOptions({"--help"}, prefs));
+    for (const char* piece :
+         {"korvan FILE", "-e CODE", "--version", "KORVAN_PREFDIR", "KORVAN_REST_CONSENT",
+          "KORVAN_LOG", "KORVAN_MODULE_PATH", "Exit status", "usage error"})
+        EXPECT_NE(r.fOut.find(piece), std::string::npos) << piece;
+}
+
+TEST(ScriptTest, FindsFunctionFilesNextToTheScriptFromAnyFolder) {
+    TempFolder prefs, scripts, elsewhere;
+    scripts.write("twice.k", "function y = twice(x)\n  y = 2 * x;\nend\n");
+    auto script = scripts.write("main.k", "r = twice(21)\nif r != 42\n  exit(5)\nend\n");
+    ProcessOptions options = korvanOptions({script.string()}, prefs);
+    options.fWorkingFolder = elsewhere.path();
+    ProcessOutcome r = runKorvan(options);
+    ASSERT_TRUE(r.fExited);
+    EXPECT_EQ(r.fStatus, 0) << r.fErr;
+    EXPECT_EQ(r.fOut, "r = 42\n");
+}
+
+TEST(ScriptTest, AnErrorInAFunctionFileEndsTheScriptWithStatusOne) {
+    TempFolder prefs, scripts;
+    scripts.write("fails.k",
+                  "function fails()\n  error('lib:broken', 'broken %s', 'here');\nend\n");
+    auto script = scripts.write("main.k", "disp('before');\nfails();\ndisp('after');\n");
+    ProcessOutcome r = runKorvan(korvanOptions({script.string()}, prefs));
+    EXPECT_EQ(r.fStatus, 1);
+    EXPECT_EQ(r.fOut, "before\n");
+    EXPECT_EQ(r.fErr, "Error (lib:broken): broken here\n");
+}
+
+TEST(ModuleFolderTest, AMissingModuleIsAWarningAndScriptsStillRun) {
+    TempFolder prefs, empty;
+    ProcessOptions options = korvanOptions({"-e", "disp(7)"}, prefs);
+    options.fEnv["KORVAN_MODULE_PATH"] = empty.path().string();
+    ProcessOutcome r = runKorvan(options);
+    EXPECT_EQ(r.fStatus, 0);
+    EXPECT_EQ(r.fOut, "7\n");
+    EXPECT_NE(r.fErr.find("Warning: the module libzxrestfcnconnector.so was not found in " +
+                          empty.path().string()),
+              std::string::npos)
+        << r.fErr;
+}
+
+TEST(InterruptTest, CtrlCEndsARunningScriptWithTheInterruptError) {
+    TempFolder prefs;
+    ProcessOptions options = korvanOptions({"-e", "warning('running'); while true, end"}, prefs);
+    options.fInterruptWhen = "Warning: running";
+    ProcessOutcome r = runKorvan(options);
+    ASSERT_TRUE(r.fExited) << "timed out: " << r.fTimedOut;
+    EXPECT_EQ(r.fStatus, 1);
+    EXPECT_NE(r.fErr.find("Error (KORVAN:lang:Interrupted): "), std::string::npos) << r.fErr;
+}
+
+TEST(InterruptTest, AScriptCanCatchCtrlCAndCleanUp) {
+    TempFolder prefs;
+    ProcessOptions options =
+        korvanOptions({"-e",
+                       "try\n warning('serving');\n while true\n  pause(3600);\n end\n"
+                       "catch err\n disp(err.identifier)\nend\ndisp('cleaned up')"},
+                      prefs);
+    options.fInterruptWhen = "Warning: serving";
+    ProcessOutcome r = runKorvan(options);
+    ASSERT_TRUE(r.fExited) << "timed out: " << r.fTimedOut;
+    EXPECT_EQ(r.fStatus, 0) << r.fErr;
+    EXPECT_EQ(r.fOut, "KORVAN:lang:Interrupted\ncleaned up\n");
+}
+
+}  // namespace
+}  // namespace korvan::shell::test

@@ -1,0 +1,115 @@
+// The interactive prompt under a pseudo-terminal: a person types statements, blocks over
+// several lines, Ctrl-C (byte 0x03) at the prompt and during a statement, Ctrl-D (0x04).
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "KorvanProcess.hpp"
+
+namespace korvan::shell::test {
+namespace {
+
+class PromptTest : public ::testing::Test {
+  protected:
+    std::map<std::string, std::string> env() const {
+        return {{"KORVAN_PREFDIR", fPrefs.path().string()}, {"TERM", "xterm"}};
+    }
+    TempFolder fPrefs;
+};
+
+TEST_F(PromptTest, RunsStatementsAndBlocksAndLeavesOnCtrlD) {
+    Terminal t(env());
+    ASSERT_TRUE(t.expect(">> ")) << t.output();
+    t.send("x = 1 + 1\r");
+    ASSERT_TRUE(t.expect("x = 2")) << t.output();
+    ASSERT_TRUE(t.expect(">> ")) << t.output();
+
+    // A block: each line before its end gets the continuation prompt, and nothing runs yet.
+    t.send("for i = 1:3\r");
+    ASSERT_TRUE(t.expect("..  ")) << t.output();
+    t.send("disp(i * x)\r");
+    ASSERT_TRUE(t.expect("..  ")) << t.output();
+    t.send("end\r");
+    ASSERT_TRUE(t.expect("2\r\n4\r\n6\r\n>> ")) << t.output();
+
+    t.send("\x04");
+    EXPECT_EQ(t.waitExit(), 0) << t.output();
+}
+
+TEST_F(PromptTest, CtrlCInterruptsAStatementAndThePromptComesBack) {
+    Terminal t(env());
+    ASSERT_TRUE(t.expect(">> ")) << t.output();
+    t.send("while true, end\r");
+    ASSERT_TRUE(t.expect("while true, end")) << t.output();
+    // A Ctrl-C that lands before the statement starts is spent on the prompt; send again
+    // until the statement reports the interrupt.
+    bool interrupted = false;
+    for (int i = 0; i < 20 && !interrupted; ++i) {
+        t.send("\x03");
+        interrupted = t.expect("Error (KORVAN:lang:Interrupted): ", std::chrono::milliseconds(500));
+    }
+    ASSERT_TRUE(interrupted) << t.output();
+    ASSERT_TRUE(t.expect(">> ")) << t.output();
+    t.send("y = 7\r");
+    EXPECT_TRUE(t.expect("y = 7\r\n>> ")) << t.output();
+    t.send("\x04");
+    EXPECT_EQ(t.waitExit(), 0) << t.output();
+}
+
+TEST_F(PromptTest, CtrlDTypedWhileAStatementRunsLeavesAfterIt) {
+    Terminal t(env());
+    ASSERT_TRUE(t.expect(">> ")) << t.output();
+    t.send("pause(0.5); disp('done')\r");
+    ASSERT_TRUE(t.expect("pause(0.5)")) << t.output();
+    t.send("\x04");  // typed ahead, in the terminal's line mode
+    EXPECT_EQ(t.waitExit(), 0) << t.output();
+    EXPECT_NE(t.output().find("done"), std::string::npos) << t.output();
+}
+
+TEST_F(PromptTest, CtrlCAtThePromptDiscardsTheLinesTyped) {
+    Terminal t(env());
+    ASSERT_TRUE(t.expect(">> ")) << t.output();
+    t.send("if true\r");
+    ASSERT_TRUE(t.expect("..  ")) << t.output();
+    t.send("disp('never')\r");
+    ASSERT_TRUE(t.expect("..  ")) << t.output();
+    t.send("undefinedName");
+    t.send("\x03");
+    ASSERT_TRUE(t.expect("\n>> ")) << t.output();
+    t.send("q = 5\r");
+    ASSERT_TRUE(t.expect("q = 5")) << t.output();
+    t.send("exit(4)\r");
+    EXPECT_EQ(t.waitExit(), 4) << t.output();
+    EXPECT_EQ(t.output().find("never\r\n"), std::string::npos) << t.output();
+    EXPECT_EQ(t.output().find("UndefinedVariable"), std::string::npos) << t.output();
+}
+
+TEST_F(PromptTest, ErrorsAreShownAndHistoryIsKeptInTheSettingsFolder) {
+    {
+        Terminal t(env());
+        ASSERT_TRUE(t.expect(">> ")) << t.output();
+        t.send("error('my:own', 'went wrong')\r");
+        ASSERT_TRUE(t.expect("Error (my:own): went wrong")) << t.output();
+        ASSERT_TRUE(t.expect(">> ")) << t.output();
+        t.send("disp(4242)\r");
+        ASSERT_TRUE(t.expect("4242\r\n>> ")) << t.output();
+        t.send("\x04");
+        ASSERT_EQ(t.waitExit(), 0) << t.output();
+    }
+    std::ifstream in(fPrefs.path() / "history");
+    std::stringstream text;
+    text << in.rdbuf();
+    EXPECT_NE(text.str().find("disp(4242)"), std::string::npos) << text.str();
+
+    // The next session recalls it: arrow up (ESC [ A) and Enter run it again.
+    Terminal t(env());
+    ASSERT_TRUE(t.expect(">> ")) << t.output();
+    t.send("\x1b[A\r");
+    EXPECT_TRUE(t.expect("4242\r\n")) << t.output();
+    t.send("\x04");
+    EXPECT_EQ(t.waitExit(), 0) << t.output();
+}
+
+}  // namespace
+}  // namespace korvan::shell::test
