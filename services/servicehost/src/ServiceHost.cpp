@@ -100,7 +100,7 @@ struct ServiceHost::Impl {
     std::uint64_t fFlipCount = 0;  // guarded by fStateLock
 
     std::mutex fScheduleCallLock;  // serialises scheduleUpdate calls
-    // Declared last: its thread calls flip() on this object, so it goes first.
+    // Declared last, so destroyed first: its thread calls flip() on this object.
     detail::UpdateSchedule fSchedule;
 };
 
