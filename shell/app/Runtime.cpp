@@ -1,6 +1,7 @@
 // Startup and shutdown of what runs around the language (see Runtime.hpp).
 #include "Runtime.hpp"
 
+#include <chrono>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -12,12 +13,22 @@
 #include "korvan/host/Catalogue.hpp"
 #include "korvan/host/ModuleLoader.hpp"
 #include "korvan/services/client/ConnectorClient.hpp"
+#include "korvan/services/connector/FunctionInvoker.hpp"
+#include "korvan/services/servicehost/HostedConnector.hpp"
+#include "korvan/services/servicehost/ServiceHost.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
+#include "korvan/shell/ConnectorFunctions.hpp"
+#include "korvan/shell/FolderFunctionCatalog.hpp"
 
 namespace korvan::shell {
 namespace {
 
 namespace fs = std::filesystem;
+namespace servicehost = korvan::services::servicehost;
+namespace connector = korvan::services::connector;
+
+// How long a function call over HTTPS may wait for, and run on, the interpreter thread.
+constexpr std::chrono::seconds kCallTimeout(30);
 
 // The host's modules: library file and the built-ins it provides, in load order.
 struct ModuleEntry {
@@ -75,6 +86,9 @@ struct Runtime::Impl {
     std::ostream& fWarnings;
     fs::path fSettingsFolder;
     std::shared_ptr<korvan::services::settings::SettingsStore> fSettings;
+    std::shared_ptr<FolderFunctionCatalog> fCatalog;
+    std::shared_ptr<connector::InterpreterInvoker> fInvoker;
+    std::shared_ptr<servicehost::ServiceHost> fServiceHost;
     std::unique_ptr<korvan::services::client::ConnectorClientBundle> fClientBundle;
     bool fModulesLoaded = false;
 };
@@ -107,12 +121,33 @@ void Runtime::Impl::startSettings() {
 }
 
 void Runtime::Impl::startServices() {
+    auto context = foundation::cppmicroservices::getFramework().GetBundleContext();
+    if (fSettings) {
+        try {
+            fCatalog = std::make_shared<FolderFunctionCatalog>(fSettings->servicesFolder());
+            fInvoker = std::make_shared<connector::InterpreterInvoker>(
+                fVM, std::chrono::duration_cast<std::chrono::milliseconds>(kCallTimeout));
+            servicehost::ServiceHostOptions options;
+            options.fContext = context;
+            options.fSettings = fSettings;
+            options.fFactory = [settings = fSettings, catalog = fCatalog, invoker = fInvoker] {
+                return std::make_shared<servicehost::HostedConnector>(settings, catalog, invoker);
+            };
+            fServiceHost = std::make_shared<servicehost::ServiceHost>(std::move(options));
+            fServiceHost->start();
+        } catch (const std::exception& e) {
+            warn(std::string("the connector service could not start: ") + e.what());
+            fServiceHost.reset();
+        }
+    }
     try {
-        auto context = foundation::cppmicroservices::getFramework().GetBundleContext();
         fClientBundle = std::make_unique<korvan::services::client::ConnectorClientBundle>(context);
     } catch (const std::exception& e) {
         warn(std::string("the connector client could not start: ") + e.what());
     }
+    // Without a service host the functions still exist and say that it is missing; they
+    // hold it weakly, so they say the same once it has gone at exit.
+    registerConnectorFunctions(fServiceHost);
 }
 
 void Runtime::Impl::loadModules(const fs::path& executable) {
@@ -143,15 +178,20 @@ void Runtime::Impl::loadModules(const fs::path& executable) {
 }
 
 void Runtime::Impl::stop() noexcept {
+    // Work still queued for the interpreter (a restart after a flip) is not run: it fails
+    // with "Stopped" when the interpreter goes.
     if (fModulesLoaded) korvan::host::unloadAllModules();
-    // Work still queued for the interpreter (a restart, a warning) belongs to the modules
-    // that are gone: run it now, while what it may touch is still there.
-    try {
-        fVM->drainPending();
-    } catch (const std::exception& e) {
-        warn(e.what());
-    }
     fClientBundle.reset();
+    if (fServiceHost) {
+        try {
+            fServiceHost->stop();  // unregisters; the connector's HTTPS server stops
+        } catch (const std::exception& e) {
+            warn(e.what());
+        }
+        fServiceHost.reset();
+    }
+    fInvoker.reset();
+    fCatalog.reset();
     fSettings.reset();
 }
 

@@ -39,7 +39,7 @@ class Runtime {
   public:
     Runtime(std::shared_ptr<xvm::XVM> vm, const std::filesystem::path& executable,
             std::ostream& warnings);
-    /// Orderly shutdown: modules unloaded, connector functions detached, client bundle
+    /// Orderly shutdown: modules unloaded, client bundle
     /// stopped, service host stopped (the connector's HTTPS server ends), then the rest.
     ~Runtime();
     Runtime(const Runtime&) = delete;

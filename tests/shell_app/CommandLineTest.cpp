@@ -150,6 +150,27 @@ TEST(ModuleFolderTest, AMissingModuleIsAWarningAndScriptsStillRun) {
         << r.fErr;
 }
 
+TEST(StartupTest, TheConnectorModuleAndTheServiceSideAreThere) {
+    TempFolder prefs;
+    prefs.write("rest/services/alpha/twice.k", "function y = twice(x)\n y = 2 * x;\nend\n");
+    ProcessOutcome r = runKorvan(korvanOptions(
+        {"-e", "c = restFunctionConnector(); disp(c.ServiceNames); disp(string(c.Status))"},
+        prefs));
+    EXPECT_EQ(r.fStatus, 0) << r.fErr;
+    EXPECT_EQ(r.fOut, "alpha\nnotrunning\n");
+    EXPECT_EQ(r.fErr, "");
+}
+
+TEST(StartupTest, ACorruptSettingsFileIsReportedAsAWarning) {
+    TempFolder prefs;
+    prefs.write("rest/connector.json", "{ not json");
+    ProcessOutcome r = runKorvan(korvanOptions({"-e", "disp(1)"}, prefs));
+    EXPECT_EQ(r.fStatus, 0) << r.fErr;
+    EXPECT_EQ(r.fOut, "1\n");
+    EXPECT_EQ(r.fErr.rfind("Warning: ", 0), 0u) << r.fErr;
+    EXPECT_NE(r.fErr.find("connector.json"), std::string::npos) << r.fErr;
+}
+
 TEST(InterruptTest, CtrlCEndsARunningScriptWithTheInterruptError) {
     TempFolder prefs;
     ProcessOptions options = korvanOptions({"-e", "warning('running'); while true, end"}, prefs);

@@ -37,6 +37,26 @@ TEST_F(PromptTest, RunsStatementsAndBlocksAndLeavesOnCtrlD) {
     EXPECT_EQ(t.waitExit(), 0) << t.output();
 }
 
+TEST_F(PromptTest, WorkPostedWhileWaitingForKeysRunsAndShows) {
+    Terminal t(env());
+    ASSERT_TRUE(t.expect(">> ")) << t.output();
+    t.send("c = restFunctionConnector(); c.PreferredRestartHour = 3;\r");
+    ASSERT_TRUE(t.expect(">> ")) << t.output();
+    // The connector client calls the module's update callback on a thread of its own; the
+    // module posts the restart warning to the interpreter, which only the waiting prompt
+    // serves once the statement is over.
+    t.send("korvan.internal.servicehost.notifyUpdate()\r");
+    ASSERT_TRUE(t.expect("notifyUpdate()\r\n>> ")) << t.output();
+    ASSERT_TRUE(t.expect("Warning: The service host has an update ready.")) << t.output();
+    ASSERT_TRUE(t.expect("3:00")) << t.output();
+    // The prompt is drawn again below the warning and still takes statements.
+    ASSERT_TRUE(t.expect(">> ")) << t.output();
+    t.send("z = 9\r");
+    EXPECT_TRUE(t.expect("z = 9")) << t.output();
+    t.send("\x04");
+    EXPECT_EQ(t.waitExit(), 0) << t.output();
+}
+
 TEST_F(PromptTest, CtrlCInterruptsAStatementAndThePromptComesBack) {
     Terminal t(env());
     ASSERT_TRUE(t.expect(">> ")) << t.output();
