@@ -7,8 +7,10 @@
 
 #include <langinfo.h>
 
+#include <atomic>
 #include <cerrno>
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -29,6 +31,14 @@ Prompt* gActive = nullptr;
 // How long poll() waits for a key before the prompt looks at posted work again.
 constexpr int kPollMilliseconds = 50;
 constexpr int kHistoryEntries = 1000;
+
+// The terminal's size changed (SIGWINCH); the prompt tells libedit between keys.
+std::atomic<bool> gResized{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+extern "C" void onSigwinch(int) {
+    gResized.store(true);
+}
 
 // One byte of standard input; false at its end (or on a read error).
 bool readByte(unsigned char& byte) {
@@ -129,6 +139,11 @@ int Prompt::run() {
     rl_catch_signals = 0;
     rl_getc_function = readKey;
     useUtf8Characters();
+    struct sigaction resize = {}, previousResize = {};
+    resize.sa_handler = onSigwinch;
+    sigemptyset(&resize.sa_mask);
+    resize.sa_flags = SA_RESTART;
+    ::sigaction(SIGWINCH, &resize, &previousResize);
     loadHistory();
     rl_callback_handler_install(kPrompt, &Prompt::lineCallback);
     while (!fDone) {
@@ -139,6 +154,7 @@ int Prompt::run() {
             onInterrupt();
             continue;
         }
+        if (gResized.exchange(false)) rl_resize_terminal();
         if (ready > 0 && (fds[0].revents & POLLIN)) {
             rl_callback_read_char();
             if (fInputEnded) fDone = true;
@@ -154,6 +170,7 @@ int Prompt::run() {
         if (!fDone) drainPosted();
     }
     rl_callback_handler_remove();
+    ::sigaction(SIGWINCH, &previousResize, nullptr);
     std::fputs("\n", stdout);
     flushOutput();
     saveHistory();
