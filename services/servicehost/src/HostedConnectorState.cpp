@@ -194,6 +194,9 @@ void HostedConnectorState::start() {
         const fs::path folder = logFolder();
         // The default folder is ours to make; a folder the person chose must exist already.
         if (folder == fSettings->defaultLogFolder()) makePrivateFolders(folder);
+        // Look at the service folders again, so that a service added since the last start
+        // is served without a restart of the process.
+        fCatalog->refresh();
         fService->start();
     } catch (const std::exception& e) {
         log(std::string("start failed: ") + e.what());
