@@ -21,7 +21,7 @@ void registerBuiltinClasses() {
         for (auto [name, id] :
              {std::pair{"double", kxClassID::Double}, std::pair{"uint32", kxClassID::UInt32}}) {
             korvan::host::registerFunction(
-                name, [id](int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs) {
+                name, [id = id](int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs) {
                     kxCheckArgumentCounts(nlhs, 1, nrhs, 1, 1);
                     plhs[0] = convertToNumeric(prhs[0], id);
                 });

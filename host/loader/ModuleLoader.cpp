@@ -141,8 +141,9 @@ Resolved ModuleRegistry::resolve(void* handle, const std::filesystem::path& file
 
 void ModuleRegistry::bind(LoadedModule& module, const Resolved& resolved) {
     for (const auto& [binding, fcn] : resolved.fBuiltins) {
+        const std::string& name = binding.fName;
         const bool bound = std::any_of(module.fBuiltins.begin(), module.fBuiltins.end(),
-                                       [&](const auto& b) { return b.fName == binding.fName; });
+                                       [&name](const auto& b) { return b.fName == name; });
         registerFunction(binding.fName, bindBuiltin(module.fHandle, fcn));
         if (!bound) module.fBuiltins.push_back(binding);
     }
