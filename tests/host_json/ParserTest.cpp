@@ -115,6 +115,21 @@ TEST(JsonParser, FlagsLoosenTheGrammar) {
     EXPECT_EQ(parse("\"\xFF\"", kParseAllowInvalidUtf8), Value("\xFF"));
 }
 
+TEST(JsonParser, BrokenCommentAtTheStartFailsInsideTheText) {
+    for (const std::string text : {"/", "/?", "/? comment", "/*", "/* open", "\n/x"}) {
+        SCOPED_TRACE(text);
+        Value value;
+        const ParseStatus status =
+            parse(text.data(), text.data() + text.size(), value, kParseAllowComments);
+        EXPECT_FALSE(status.ok());
+        EXPECT_GE(status.fPosition, text.data());
+        EXPECT_LE(status.fPosition, text.data() + text.size());
+        const auto failure = failureOf(text, kParseAllowComments);
+        ASSERT_TRUE(failure);
+        EXPECT_LE(failure->offset(), text.size());
+    }
+}
+
 TEST(JsonParser, DuplicateKeysLastWins) {
     EXPECT_EQ(parse(R"({"a": 1, "a": 2})"), Value(Object{{"a", 2.0}}));
 }
