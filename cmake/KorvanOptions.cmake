@@ -22,3 +22,9 @@ endif()
 if(KORVAN_BUILD_FUZZERS AND NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   message(FATAL_ERROR "KORVAN_BUILD_FUZZERS needs clang (CXX=clang++)")
 endif()
+# The fuzzers steer by the coverage of the code under test, so the whole tree carries the
+# coverage instrumentation; only the fuzz targets link libFuzzer's driver (fuzz/).
+if(KORVAN_BUILD_FUZZERS)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+  add_link_options(-fsanitize=fuzzer-no-link)
+endif()
