@@ -1,6 +1,7 @@
 #include "korvan/services/settings/SettingsStore.hpp"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -112,6 +113,35 @@ fs::path moveAside(const fs::path& file, std::string& reason) {
     return target;
 }
 
+/// Removes the temporary files that writers killed in the middle of a write left beside `file`
+/// ("<name>.tmp-<pid>-<n>"). Only those of processes that no longer exist are removed: a live
+/// process (another korvan sharing the folder) may be about to rename its file.
+void removeStaleTemporaries(const fs::path& file) {
+    const std::string prefix = file.filename().string() + ".tmp-";
+    std::error_code ec;
+    for (fs::directory_iterator it(file.parent_path(), ec), end; !ec && it != end;
+         it.increment(ec)) {
+        const std::string name = it->path().filename().string();
+        if (name.rfind(prefix, 0) != 0) continue;
+        const std::string rest = name.substr(prefix.size());
+        const auto dash = rest.find('-');
+        if (dash == std::string::npos || dash == 0) continue;
+        pid_t pid = 0;
+        try {
+            std::size_t used = 0;
+            const long value = std::stol(rest.substr(0, dash), &used);
+            if (used != dash || value <= 0) continue;
+            pid = static_cast<pid_t>(value);
+        } catch (const std::exception&) {
+            continue;
+        }
+        if (pid == ::getpid()) continue;
+        if (::kill(pid, 0) == 0 || errno != ESRCH) continue;  // alive, or not ours to judge
+        std::error_code ignored;
+        if (fs::is_regular_file(it->symlink_status(ignored))) fs::remove(it->path(), ignored);
+    }
+}
+
 }  // namespace
 
 fs::path SettingsStore::defaultFolder() {
@@ -123,6 +153,7 @@ fs::path SettingsStore::defaultFolder() {
 
 SettingsStore::SettingsStore(fs::path folder) : fFolder(std::move(folder)) {
     const fs::path path = file();
+    removeStaleTemporaries(path);
     std::error_code ec;
     const auto status = fs::symlink_status(path, ec);
     if (!fs::exists(status)) return;  // first run: the defaults, nothing to report
