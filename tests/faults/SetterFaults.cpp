@@ -59,11 +59,10 @@ bool SetterFaults::prepare() {
         fs::create_directories(own);
         fs::copy_file(generated / "connector-key.pem", own / "key.pem");
         fs::copy_file(generated / "connector-cert.pem", own / "cert.pem");
-        fConnector->invoke("changeCertificate",
-                           boost::json::serialize(boost::json::value{
-                               {"privateKey", (own / "key.pem").string()},
-                               {"certificate", (own / "cert.pem").string()},
-                               {"addresses", boost::json::array{}}}));
+        fConnector->invoke("changeCertificate", boost::json::serialize(boost::json::value{
+                                                    {"privateKey", (own / "key.pem").string()},
+                                                    {"certificate", (own / "cert.pem").string()},
+                                                    {"addresses", boost::json::array{}}}));
     } catch (const std::exception& e) {
         fail(std::string("prepare: ") + e.what());
         return false;
