@@ -1,0 +1,160 @@
+// User code calling the connector module while the service is gone: the real service host,
+// hosted connector and connector client bundle, the module driven as user code. While the
+// service host is flipped down or stopped, every call gives the client's "not available" error;
+// without any connector client, the module's NoConnectorFound. Never a crash or a hang, and
+// everything works again once the service is back (a connector that was running is restarted by the
+// module).
+//
+// The module keeps process-wide state, so this executable holds one scenario, in order.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include <boost/json/parse.hpp>
+#include <string>
+
+#include "ModuleHarness.hpp"
+#include "SessionHttps.hpp"
+#include "TempFolder.hpp"
+#include "UserActions.hpp"
+#include "foundation/cppmicroservices/Framework.hpp"
+#include "korvan/services/client/ConnectorClient.hpp"
+#include "korvan/services/connector/FunctionInvoker.hpp"
+#include "korvan/services/connector/FunctionServiceCatalog.hpp"
+#include "korvan/services/servicehost/HostedConnector.hpp"
+#include "korvan/services/servicehost/ServiceHost.hpp"
+#include "korvan/services/settings/SettingsStore.hpp"
+
+namespace faulttest {
+namespace {
+
+using namespace std::chrono_literals;
+using modtest::ModuleHarness;
+using modtest::Value;
+using modtest::waitUntil;
+namespace user = modtest::user;
+namespace servicehost = korvan::services::servicehost;
+namespace connector = korvan::services::connector;
+
+const std::string kNotAvailable =
+    "The REST function connector service is not available (an update may be in progress).";
+
+struct Services {
+    connector::test::TempFolder fFolder;
+    std::shared_ptr<korvan::services::settings::SettingsStore> fSettings =
+        std::make_shared<korvan::services::settings::SettingsStore>(fFolder.path());
+    std::shared_ptr<connector::HostFunctionCatalog> fCatalog =
+        std::make_shared<connector::HostFunctionCatalog>();
+    std::shared_ptr<connector::InterpreterInvoker> fInvoker =
+        std::make_shared<connector::InterpreterInvoker>(ModuleHarness::instance().vm(), 10s);
+    std::shared_ptr<servicehost::ServiceHost> fHost;
+    std::unique_ptr<korvan::services::client::ConnectorClientBundle> fClientBundle;
+
+    Services() {
+        servicehost::ServiceHostOptions options;
+        options.fContext = foundation::cppmicroservices::getFramework().GetBundleContext();
+        options.fSettings = fSettings;
+        options.fFactory = [settings = fSettings, catalog = fCatalog, invoker = fInvoker] {
+            connector::Config tuning;
+            tuning.fStopTimeout = 2s;
+            return std::make_shared<servicehost::HostedConnector>(settings, catalog, invoker,
+                                                                  tuning);
+        };
+        fHost = std::make_shared<servicehost::ServiceHost>(std::move(options));
+        fHost->start();
+        openClient();
+    }
+    ~Services() {
+        fHost->stop();
+        fClientBundle.reset();
+        fHost.reset();
+    }
+    void openClient() {
+        fClientBundle = std::make_unique<korvan::services::client::ConnectorClientBundle>(
+            foundation::cppmicroservices::getFramework().GetBundleContext());
+    }
+    /// The status the hosted instance reports (-1 while there is none).
+    std::int64_t hostedStatus() const {
+        auto current = fHost->current();
+        if (!current) return -1;
+        return boost::json::parse(current->invoke("getStatus", "{}")).as_int64();
+    }
+};
+
+std::string statusOf(const Value& c) {
+    return user::memberName(user::get(c, "Status"));
+}
+
+/// Every kind of call user code makes fails with `expected`; a start too, since the status
+/// it asks for first is not available either.
+void expectEveryCallFails(const Value& c, const std::string& expected) {
+    for (const char* property : {"Port", "LogLocation", "HostName", "ClientAccessMode",
+                                 "ServiceNames", "RESTPersonalAccessToken", "TokenExpirationDate",
+                                 "Certificate", "CertificateExpirationDate", "BaseURL", "Status"})
+        EXPECT_EQ(modtest::errorIdOf([&] { user::get(c, property); }), expected) << property;
+    EXPECT_EQ(modtest::errorIdOf([&] { user::set(c, "Port", modtest::num(9555)); }), expected);
+    EXPECT_EQ(modtest::errorIdOf([&] { user::set(c, "HostName", modtest::str("127.0.0.1")); }),
+              expected);
+    EXPECT_EQ(modtest::errorIdOf([&] { user::method(c, "start"); }), expected);
+    EXPECT_EQ(modtest::errorIdOf([&] { user::method(c, "stop"); }), expected);
+    EXPECT_EQ(modtest::errorIdOf([&] { user::method(c, "reset"); }), expected);
+    EXPECT_EQ(modtest::errorIdOf([&] { user::method(c, "changeToken", {modtest::num(3)}); }),
+              expected);
+}
+
+TEST(ModuleDownTest, CallsWhileTheServiceIsGoneFailCleanlyAndWorkAfterwards) {
+    auto& harness = ModuleHarness::instance();
+    Services services;
+    harness.loadModule();
+    Value c = user::connector();
+    const std::uint16_t port = korvan::session::test::freeLoopbackPort();
+    user::set(c, "Port", modtest::num(port));
+    user::method(c, "start");
+    ASSERT_EQ(statusOf(c), "running");
+    const std::string token = modtest::text(user::get(c, "RESTPersonalAccessToken"));
+
+    {
+        SCOPED_TRACE("flipped down");
+        services.fHost->flipDown();
+        harness.drainInterpreter();
+        expectEveryCallFails(c, "std: " + kNotAvailable);
+        // Up again: the module restarts the connector that was running before the flip.
+        services.fHost->flipUp();
+        ASSERT_TRUE(waitUntil([&] { return services.hostedStatus() == 1; }, 20s))
+            << "not restarted after the flip";
+        harness.drainInterpreter();
+        EXPECT_EQ(statusOf(c), "running");
+        EXPECT_EQ(modtest::scalar(user::get(c, "Port")), port);
+        EXPECT_EQ(modtest::text(user::get(c, "RESTPersonalAccessToken")), token);
+    }
+    {
+        SCOPED_TRACE("service host stopped");
+        services.fHost->stop();
+        harness.drainInterpreter();
+        expectEveryCallFails(c, "std: " + kNotAvailable);
+        services.fHost->start();
+        ASSERT_TRUE(waitUntil([&] { return services.hostedStatus() == 1; }, 20s))
+            << "not restarted after the host came back";
+        harness.drainInterpreter();
+        EXPECT_EQ(statusOf(c), "running");
+        user::method(c, "stop");
+        EXPECT_EQ(statusOf(c), "notrunning");
+    }
+    {
+        SCOPED_TRACE("no connector client at all");
+        services.fClientBundle.reset();
+        harness.drainInterpreter();
+        expectEveryCallFails(c, "KORVAN:restFcnService:NoConnectorFound");
+        services.openClient();
+        ASSERT_TRUE(
+            waitUntil([&] { return modtest::errorIdOf([&] { user::get(c, "Port"); }).empty(); }));
+        EXPECT_EQ(modtest::scalar(user::get(c, "Port")), port);
+        user::method(c, "start");
+        EXPECT_EQ(statusOf(c), "running");
+        user::method(c, "stop");
+    }
+    harness.drainInterpreter();
+}
+
+}  // namespace
+}  // namespace faulttest
