@@ -60,12 +60,14 @@ class Journal {
 
 class CallbackTest : public ::testing::Test {
   protected:
+    // First, so it is destroyed last: the client's callback thread may still be inside
+    // Journal::add (after the entry a test waited for) until the client joins it.
+    Journal fJournal;
     cppmicroservices::BundleContext fContext =
         foundation::cppmicroservices::getFramework().GetBundleContext();
     ConnectorClientBundle fBundle{fContext};
     std::shared_ptr<RestFcnConnectorClient> fClient = fBundle.client();
     std::shared_ptr<FakeConnectorService> fService = std::make_shared<FakeConnectorService>();
-    Journal fJournal;
 };
 
 TEST_F(CallbackTest, NotifyReturnsWhileACallbackIsBlockedAndRunsThemInOrderOnAnotherThread) {
