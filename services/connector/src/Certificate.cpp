@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <memory>
@@ -117,9 +118,14 @@ std::string subjectAltNames(const std::vector<std::string>& addresses) {
 CertificateFiles generateCertificate(const fs::path& folder,
                                      const std::vector<std::string>& addresses) {
     const std::string altNames = subjectAltNames(addresses);
-    std::error_code ec;
-    fs::create_directories(folder, ec);
-    if (ec) throw std::runtime_error("Cannot create the folder " + folder.string());
+    // The folder holds the private key: the folders made here are the owner's only (0700);
+    // folders that already exist keep their mode.
+    fs::path partial;
+    for (const auto& part : folder) {
+        partial /= part;
+        if (::mkdir(partial.c_str(), 0700) != 0 && errno != EEXIST)
+            throw std::runtime_error("Cannot create the folder " + folder.string());
+    }
 
     Owned<EVP_PKEY> key(EVP_EC_gen("P-256"));
     if (!key) fail("Cannot generate a private key");

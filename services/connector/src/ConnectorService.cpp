@@ -39,6 +39,9 @@ void ConnectorService::start() {
     options.fStopTimeout = config.fStopTimeout;
     options.fIoThreads = std::max(1u, config.fIoThreads);
     options.fCallThreads = std::max(1u, config.fCallThreads);
+    // Local mode refuses requests addressed to other names (DNS rebinding from a web page).
+    options.fCheckHost = config.fAccessMode == ClientAccessMode::Local;
+    if (!config.fHostName.empty()) options.fHostNames.push_back(config.fHostName);
 
     auto log = std::make_unique<AccessLog>(config.fLogLocation);
     RequestContext context{*fCatalog, *fInvoker,

@@ -22,7 +22,8 @@ HttpsServer::HttpsServer(ServerOptions options, RequestContext context, AccessLo
       fWork(boost::asio::make_work_guard(fIo)),
       fCallPool(fOptions.fCallThreads),
       fShared(std::make_shared<ServerShared>(std::move(context), log, fOptions.fBodyLimit,
-                                             fOptions.fIoTimeout, fCallPool)),
+                                             fOptions.fIoTimeout, fOptions.fCheckHost,
+                                             fOptions.fHostNames, fCallPool)),
       fAcceptStrand(net::make_strand(fIo)),
       fAcceptor(fAcceptStrand) {}
 

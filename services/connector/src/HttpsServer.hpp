@@ -33,6 +33,9 @@ struct ServerOptions {
     std::chrono::milliseconds fStopTimeout{0};
     unsigned fIoThreads = 1;
     unsigned fCallThreads = 1;
+    /// Local mode: requests must carry a Host that names this machine (hostAllowed).
+    bool fCheckHost = false;
+    std::vector<std::string> fHostNames;
 };
 
 class HttpsServer {

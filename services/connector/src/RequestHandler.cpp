@@ -198,6 +198,47 @@ Response handleRequest(const Request& request, const RequestContext& context) {
     return response;
 }
 
+namespace {
+
+bool sameName(std::string_view a, std::string_view b) noexcept {
+    if (a.size() != b.size()) return false;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; };
+        if (lower(a[i]) != lower(b[i])) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool hostAllowed(std::string_view host, const std::vector<std::string>& hostNames) noexcept {
+    // Split off ":port" (after the closing bracket of an IPv6 literal); the port must be digits.
+    std::string_view name = host;
+    const auto colon = host.rfind(':');
+    const auto bracket = host.rfind(']');
+    if (colon != std::string_view::npos && (bracket == std::string_view::npos || colon > bracket)) {
+        const std::string_view port = host.substr(colon + 1);
+        if (port.empty() || port.size() > 5 ||
+            port.find_first_not_of("0123456789") != std::string_view::npos)
+            return false;
+        name = host.substr(0, colon);
+    }
+    if (name.empty()) return false;
+    for (std::string_view known : {"localhost", "127.0.0.1", "[::1]"})
+        if (sameName(name, known)) return true;
+    for (const auto& known : hostNames)
+        if (!known.empty() && sameName(name, known)) return true;
+    return false;
+}
+
+Response hostNotAllowed(const Request& request) {
+    return jsonResponse(http::status::misdirected_request,
+                        errorBody(errorid::kHostNotAllowed,
+                                  "This connector answers only requests addressed to localhost "
+                                  "or its configured host name"),
+                        request.version(), false);
+}
+
 std::string_view targetPath(std::string_view target) noexcept {
     return target.substr(0, target.find_first_of("?#"));
 }

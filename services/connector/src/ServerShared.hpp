@@ -7,6 +7,8 @@
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
+#include <string>
+#include <vector>
 
 #include <boost/asio/thread_pool.hpp>
 
@@ -17,11 +19,14 @@ namespace korvan::services::connector::detail {
 
 struct ServerShared {
     ServerShared(RequestContext context, AccessLog& log, std::size_t bodyLimit,
-                 std::chrono::milliseconds ioTimeout, boost::asio::thread_pool& callPool)
+                 std::chrono::milliseconds ioTimeout, bool checkHost,
+                 std::vector<std::string> hostNames, boost::asio::thread_pool& callPool)
         : fContext(std::move(context)),
           fLog(log),
           fBodyLimit(bodyLimit),
           fIoTimeout(ioTimeout),
+          fCheckHost(checkHost),
+          fHostNames(std::move(hostNames)),
           fCallPool(callPool) {}
 
     // Constant after construction.
@@ -29,7 +34,9 @@ struct ServerShared {
     AccessLog& fLog;
     const std::size_t fBodyLimit;
     const std::chrono::milliseconds fIoTimeout;
-    boost::asio::thread_pool& fCallPool;  // runs calls that wait for the interpreter
+    const bool fCheckHost;                      // local mode: only hostAllowed() Host values
+    const std::vector<std::string> fHostNames;  // the configured HostName, if any
+    boost::asio::thread_pool& fCallPool;        // runs calls that wait for the interpreter
 
     // Requests read and not yet answered; stop() waits for zero. Guarded by fInFlightLock.
     std::mutex fInFlightLock;

@@ -44,17 +44,49 @@ void Session::doRead() {
                      beast::bind_front_handler(&Session::onRead, shared_from_this()));
 }
 
+namespace {
+
+// A request the parser refused as not HTTP (bad method, target, header, chunk) or as too big
+// in its header: answered once, then the connection closes. Time-outs, resets and a peer that
+// left in the middle are no request to answer.
+bool answerableParseError(beast::error_code ec) {
+    return ec.category() == beast::error_code(http::error::bad_target).category() &&
+           ec != http::error::partial_message && ec != http::error::end_of_stream &&
+           ec != http::error::need_more && ec != http::error::body_limit;
+}
+
+}  // namespace
+
 void Session::onRead(beast::error_code ec, std::size_t) {
     if (ec == http::error::end_of_stream) return doClose();
-    if (ec && ec != http::error::body_limit) return fail(ec);
+    const bool badRequest = ec && answerableParseError(ec);
+    if (ec && ec != http::error::body_limit && !badRequest) return fail(ec);
 
     const auto& header = fParser->get();
     fInRequest = true;
     fShared->beginRequest();
     fStarted = std::chrono::steady_clock::now();
-    fEntry = AccessLogEntry{
-        std::chrono::system_clock::now(),         fAddress, std::string(header.method_string()),
-        std::string(targetPath(header.target())), 0,        {}};
+    const std::string method(header.method_string());
+    fEntry =
+        AccessLogEntry{std::chrono::system_clock::now(),
+                       fAddress,
+                       method.empty() ? std::string("-") : method,
+                       badRequest ? std::string("-") : std::string(targetPath(header.target())),
+                       0,
+                       {}};
+    if (badRequest) {
+        if (ec == http::error::header_limit)
+            return doWrite(jsonResponse(
+                http::status::request_header_fields_too_large,
+                errorBody(errorid::kHeaderTooLarge, "The request line and headers are too large"),
+                11, false));
+        return doWrite(jsonResponse(
+            http::status::bad_request,
+            errorBody(errorid::kBadRequest, "The request is not valid HTTP: " + ec.message()), 11,
+            false));
+    }
+    if (fShared->fCheckHost && !hostAllowed(header[http::field::host], fShared->fHostNames))
+        return doWrite(hostNotAllowed(fParser->get()));
     if (ec == http::error::body_limit) {
         // The rest of the body is never read, so the connection cannot carry another request.
         return doWrite(jsonResponse(

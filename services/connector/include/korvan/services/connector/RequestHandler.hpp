@@ -17,6 +17,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/status.hpp>
@@ -36,6 +37,7 @@ inline constexpr std::string_view kApiPrefix = "/v1";
 
 /// Identifiers of the errors the service itself reports.
 namespace errorid {
+inline constexpr const char* kBadRequest = "KORVAN:connector:BadRequest";              // 400
 inline constexpr const char* kInvalidJson = "KORVAN:connector:InvalidJson";            // 400
 inline constexpr const char* kInvalidRequest = "KORVAN:connector:InvalidRequest";      // 400
 inline constexpr const char* kInvalidArguments = "KORVAN:connector:InvalidArguments";  // 400
@@ -47,6 +49,8 @@ inline constexpr const char* kUnknownService = "KORVAN:connector:UnknownService"
 inline constexpr const char* kUnknownFunction = "KORVAN:connector:UnknownFunction";    // 404
 inline constexpr const char* kMethodNotAllowed = "KORVAN:connector:MethodNotAllowed";  // 405
 inline constexpr const char* kBodyTooLarge = "KORVAN:connector:BodyTooLarge";          // 413
+inline constexpr const char* kHostNotAllowed = "KORVAN:connector:HostNotAllowed";      // 421
+inline constexpr const char* kHeaderTooLarge = "KORVAN:connector:HeaderTooLarge";      // 431
 inline constexpr const char* kFunctionError = "KORVAN:connector:FunctionError";        // 500
 inline constexpr const char* kInvalidResult = "KORVAN:connector:InvalidResult";        // 500
 inline constexpr const char* kQueueFull = "KORVAN:connector:QueueFull";                // 503
@@ -71,6 +75,17 @@ Response jsonResponse(http::status status, const foundation::json::Value& body, 
 
 /// The answer to `request`.
 Response handleRequest(const Request& request, const RequestContext& context);
+
+/// Whether a Host header value names this machine the way a local-mode connector may be
+/// addressed: localhost, 127.0.0.1, [::1] or one of `hostNames` (the configured HostName),
+/// each with or without a port; names compare without regard to case. Anything else, an empty
+/// Host included, is refused: a web page whose own name was made to resolve to 127.0.0.1
+/// (DNS rebinding) sends its own name here.
+bool hostAllowed(std::string_view host, const std::vector<std::string>& hostNames) noexcept;
+
+/// The 421 answer (kHostNotAllowed) to a request whose Host is not allowed; closes the
+/// connection.
+Response hostNotAllowed(const Request& request);
 
 /// The path of a request target without its query ("/v1/a?x=1" -> "/v1/a"); what the access
 /// log records.
