@@ -8,7 +8,10 @@ namespace foundation::msg_svc::exchange {
 
 IDType newID() {
     // One generator per thread: a generator is not safe to share, and seeding is costly.
-    thread_local boost::uuids::random_generator generator;
+    // Mersenne twister seeded once from the system's entropy: task identifiers need to be
+    // unique, not unpredictable, and Boost's default generator asks the kernel for 16 bytes
+    // on every call (a system call per posted task, so per call arriving over HTTPS).
+    thread_local boost::uuids::random_generator_mt19937 generator;
     return generator();
 }
 
