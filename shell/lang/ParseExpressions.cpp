@@ -55,6 +55,7 @@ ExprPtr Parser::multiplicative() {
 }
 
 ExprPtr Parser::unary() {
+    const Nesting nesting(*this);
     if (isOp("-") || isOp("+") || isOp("!")) {
         int line = peek().fLine;
         std::string op = next().fText;

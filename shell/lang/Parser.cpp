@@ -76,6 +76,7 @@ Block Parser::block(std::initializer_list<std::string_view> stops) {
 }
 
 StmtPtr Parser::statement() {
+    const Nesting nesting(*this);
     if (at(TK::Keyword)) {
         const std::string& w = peek().fText;
         if (w == "if") return ifStatement();

@@ -107,7 +107,10 @@ class Parser {
         return e;
     }
 
-    ExprPtr expression() { return binaryLevel(0); }
+    ExprPtr expression() {
+        const Nesting nesting(*this);
+        return binaryLevel(0);
+    }
 
     // Levels 0..5 are left-associative binary operator groups; level 6 is the range.
     ExprPtr binaryLevel(int level);
@@ -128,9 +131,29 @@ class Parser {
 
     ExprPtr matrix();
 
+    // Deeper text is refused, so that neither the parser nor the evaluator runs out of stack:
+    // each statement, expression and prefix operator inside another counts one level.
+    static constexpr int kMaxNesting = 256;
+    class Nesting {
+      public:
+        explicit Nesting(Parser& parser) : fParser(parser) {
+            if (fParser.fNesting >= kMaxNesting)
+                korvan::host::throwError("KORVAN:lang", "SyntaxError", fParser.peek().fLine,
+                                         std::string("Too deeply nested."));
+            ++fParser.fNesting;
+        }
+        ~Nesting() { --fParser.fNesting; }
+        Nesting(const Nesting&) = delete;
+        Nesting& operator=(const Nesting&) = delete;
+
+      private:
+        Parser& fParser;
+    };
+
     std::vector<Token> fTokens;
     std::size_t fPos = 0;
     int fIndexDepth = 0;  // > 0 inside an index or argument list: `end` and `:` are indices
+    int fNesting = 0;     // levels open now (Nesting)
 };
 
 }  // namespace korvan::lang::detail
