@@ -13,7 +13,7 @@ namespace korvan::bench {
 
 class FixedDocumentClient final : public rest::kv::connectorclient::RestFcnConnectorClient {
   public:
-    /// The property document getPropertiesJson answers (about 560 bytes).
+    /// The property document getPropertiesJson answers (418 bytes).
     static const std::string& document();
 
     std::uint16_t getPort() override { return 9920; }
