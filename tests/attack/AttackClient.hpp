@@ -1,0 +1,230 @@
+// What an attacker's client does on the wire: a TCP connection to 127.0.0.1 that may or may not
+// become TLS, raw bytes written as they are (malformed requests, odd Host headers, a body
+// bigger than announced, bytes trickled one at a time), the response read with Beast's parser,
+// and whether the server ended the connection. Every step is bounded by a time-out; a step
+// that runs out fails with "timeout", it never hangs the test.
+//
+// Threads: one io_context per connection, run by its own thread; the test thread waits on
+// futures. Not shared between threads.
+#pragma once
+
+#include <openssl/ssl.h>
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ssl.hpp>
+#include <boost/asio/use_future.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+#include <boost/beast/ssl.hpp>
+#include <boost/json/parse.hpp>
+
+namespace korvan::attack::test {
+
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
+namespace net = boost::asio;
+using namespace std::chrono_literals;
+
+struct TlsOptions {
+    std::filesystem::path fTrusted;  // the certificate to trust; empty: no verification
+    int fMinVersion = 0;             // e.g. TLS1_VERSION; 0: the library's default
+    int fMaxVersion = 0;             // e.g. TLS1_1_VERSION; 0: no limit
+    std::chrono::milliseconds fTimeout{5000};
+};
+
+class Connection {
+  public:
+    explicit Connection(TlsOptions options = {})
+        : fOptions(std::move(options)),
+          fTls(net::ssl::context::tls_client),
+          fStream(fIo, prepared()) {
+        fRunner = std::thread([this] { fIo.run(); });
+    }
+    ~Connection() {
+        beast::error_code ignored;
+        beast::get_lowest_layer(fStream).socket().close(ignored);
+        fGuard.reset();
+        fIo.stop();
+        fRunner.join();
+    }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    const std::string& error() const { return fError; }
+
+    bool connect(std::uint16_t port) {
+        return step([&] {
+            tcp()
+                .async_connect(net::ip::tcp::endpoint(net::ip::make_address("127.0.0.1"), port),
+                               net::use_future)
+                .get();
+        });
+    }
+
+    bool handshake() {
+        const bool done = step(
+            [&] { fStream.async_handshake(net::ssl::stream_base::client, net::use_future).get(); });
+        fSecure = done;
+        return done;
+    }
+
+    /// Writes `bytes` as they are, over TLS once the handshake is done.
+    bool send(std::string_view bytes) {
+        return step([&] {
+            if (fSecure)
+                net::async_write(fStream, net::buffer(bytes), net::use_future).get();
+            else
+                net::async_write(tcp(), net::buffer(bytes), net::use_future).get();
+        });
+    }
+
+    /// One response read with Beast's parser (TLS only).
+    std::optional<http::response<http::string_body>> readResponse() {
+        std::optional<http::response<http::string_body>> result;
+        step([&] {
+            http::response_parser<http::string_body> parser;
+            parser.body_limit(16 * 1024 * 1024);
+            http::async_read(fStream, fBuffer, parser, net::use_future).get();
+            result = parser.release();
+        });
+        return result;
+    }
+
+    /// Reads until the server ends the connection or `limit` passes. True when it ended it
+    /// (end of stream, TLS close, reset); `received` gets what came before.
+    bool closedWithin(std::chrono::milliseconds limit, std::string* received = nullptr) {
+        tcp().expires_after(limit);
+        std::string bytes(static_cast<const char*>(fBuffer.data().data()), fBuffer.size());
+        fBuffer.clear();
+        bool closed = false;
+        for (;;) {
+            char chunk[4096];
+            try {
+                const std::size_t n =
+                    fSecure ? fStream.async_read_some(net::buffer(chunk), net::use_future).get()
+                            : tcp().async_read_some(net::buffer(chunk), net::use_future).get();
+                bytes.append(chunk, n);
+            } catch (const boost::system::system_error& e) {
+                closed = e.code() != beast::error::timeout;
+                fError = e.what();
+                break;
+            }
+        }
+        if (received) *received = std::move(bytes);
+        return closed;
+    }
+
+  private:
+    net::ssl::context& prepared() {
+        if (fOptions.fMinVersion)
+            SSL_CTX_set_min_proto_version(fTls.native_handle(), fOptions.fMinVersion);
+        if (fOptions.fMaxVersion)
+            SSL_CTX_set_max_proto_version(fTls.native_handle(), fOptions.fMaxVersion);
+        // Old protocols are refused by this library's own client at its default security
+        // level; level 0 lets the client offer them, so a refusal seen is the server's.
+        if (fOptions.fMaxVersion && fOptions.fMaxVersion < TLS1_2_VERSION)
+            SSL_CTX_set_security_level(fTls.native_handle(), 0);
+        if (!fOptions.fTrusted.empty()) {
+            fTls.set_verify_mode(net::ssl::verify_peer);
+            fTls.load_verify_file(fOptions.fTrusted.string());
+        } else {
+            fTls.set_verify_mode(net::ssl::verify_none);
+        }
+        return fTls;
+    }
+    beast::tcp_stream& tcp() { return beast::get_lowest_layer(fStream); }
+
+    template <class Step>
+    bool step(Step&& run) {
+        tcp().expires_after(fOptions.fTimeout);
+        try {
+            run();
+            return true;
+        } catch (const std::exception& e) {
+            fError = e.what();
+            return false;
+        }
+    }
+
+    const TlsOptions fOptions;
+    net::io_context fIo;
+    net::executor_work_guard<net::io_context::executor_type> fGuard = net::make_work_guard(fIo);
+    net::ssl::context fTls;
+    beast::ssl_stream<beast::tcp_stream> fStream;
+    beast::flat_buffer fBuffer;
+    bool fSecure = false;
+    std::string fError;
+    std::thread fRunner;  // started last, joined first
+};
+
+/// Request text as a client would write it; `host` empty leaves the Host header out.
+inline std::string requestText(std::string_view method, std::string_view target,
+                               std::string_view host = "localhost", std::string_view token = {},
+                               std::string_view body = {},
+                               const std::vector<std::string>& extraHeaders = {}) {
+    std::string text = std::string(method) + " " + std::string(target) + " HTTP/1.1\r\n";
+    if (!host.empty()) text += "Host: " + std::string(host) + "\r\n";
+    if (!token.empty()) text += "Authorization: Bearer " + std::string(token) + "\r\n";
+    for (const auto& h : extraHeaders) text += h + "\r\n";
+    if (!body.empty() || method == "POST") {
+        text += "Content-Type: application/json\r\n";
+        text += "Content-Length: " + std::to_string(body.size()) + "\r\n";
+    }
+    text += "Connection: close\r\n\r\n";
+    text += body;
+    return text;
+}
+
+/// The outcome of one request over its own TLS connection.
+struct Reply {
+    bool fAnswered = false;
+    unsigned fStatus = 0;
+    std::string fBody;
+    std::string fIdentifier;  // error.identifier of a JSON error body
+    http::fields fHeaders;
+    std::string fError;  // the failing step's message when not answered
+};
+
+inline std::string identifierOf(const std::string& body) {
+    boost::system::error_code ec;
+    const auto value = boost::json::parse(body, ec);
+    if (ec || !value.is_object()) return {};
+    const auto* error = value.as_object().if_contains("error");
+    if (!error || !error->is_object()) return {};
+    const auto* id = error->as_object().if_contains("identifier");
+    return id && id->is_string() ? std::string(id->as_string()) : std::string();
+}
+
+inline Reply exchange(std::uint16_t port, const std::string& text, TlsOptions options = {}) {
+    Reply reply;
+    Connection c(std::move(options));
+    if (!c.connect(port) || !c.handshake() || !c.send(text)) {
+        reply.fError = c.error();
+        return reply;
+    }
+    auto response = c.readResponse();
+    if (!response) {
+        reply.fError = c.error();
+        return reply;
+    }
+    reply.fAnswered = true;
+    reply.fStatus = response->result_int();
+    reply.fBody = response->body();
+    reply.fIdentifier = identifierOf(reply.fBody);
+    reply.fHeaders = response->base();
+    return reply;
+}
+
+}  // namespace korvan::attack::test
