@@ -158,6 +158,23 @@ TEST_F(RequestHandlerTest, StatusesAndIdentifiers) {
     }
 }
 
+TEST_F(RequestHandlerTest, NamesFromTheTargetAreQuotedAsPrintableAscii) {
+    // A byte that is not UTF-8 (0xB5) and a control character must not reach the JSON answer.
+    const struct {
+        const char* fTarget;
+        const char* fMessage;
+    } cases[] = {
+        {"/v1/services/dem\xB5", "No function service \"dem?\""},
+        {"/v1/services/math/pl\x01us\xC3", "No function \"pl?us?\" in service \"math\""},
+    };
+    for (const auto& c : cases) {
+        const Response r = send(http::verb::get, c.fTarget);
+        EXPECT_EQ(r.result_int(), 404u);
+        const json::Value body = json::parse(r.body());  // strict: valid UTF-8 only
+        EXPECT_EQ(body["error"]["message"].asString(), c.fMessage);
+    }
+}
+
 TEST_F(RequestHandlerTest, TokenOnlyInTheUrlIsRefused) {
     const std::string target =
         "/v1/services?access_token=" + fToken.value() + "&token=" + fToken.value();

@@ -44,6 +44,14 @@ std::vector<std::string_view> segments(std::string_view path) {
     return parts;
 }
 
+// A name taken from the request target, as an error message quotes it: bytes outside printable
+// ASCII become '?', so the answer stays valid JSON (UTF-8) and carries no control characters.
+std::string printableQuoted(std::string_view name) {
+    std::string out = "\"";
+    for (const char c : name) out += c >= 0x20 && c < 0x7f ? c : '?';
+    return out + "\"";
+}
+
 Value namesOf(const std::vector<std::string>& names) {
     Array list;
     for (const auto& n : names) list.push_back(Value(n));
@@ -148,7 +156,7 @@ Reply route(const Request& request, const RequestContext& context) {
     const auto functions = context.fCatalog.functionNames(service);
     if (!functions)
         return error(http::status::not_found, errorid::kUnknownService,
-                     "No function service \"" + service + "\"");
+                     "No function service " + printableQuoted(service));
     if (parts.size() == 2) {
         if (!isGet) return methodNotAllowed("GET");
         return {http::status::ok, serviceEntry(service, *functions)};
@@ -156,8 +164,9 @@ Reply route(const Request& request, const RequestContext& context) {
     const std::string name(parts[2]);
     auto function = context.fCatalog.findFunction(service, name);
     if (!function)
-        return error(http::status::not_found, errorid::kUnknownFunction,
-                     "No function \"" + name + "\" in service \"" + service + "\"");
+        return error(
+            http::status::not_found, errorid::kUnknownFunction,
+            "No function " + printableQuoted(name) + " in service " + printableQuoted(service));
     if (method != http::verb::post) return methodNotAllowed("POST");
     return callFunction(request, context, std::move(*function));
 }
