@@ -37,8 +37,8 @@ TEST(JsonValuesTest, FormsReadBackAsWritten) {
         "{\"zxdata\":\"h\u00e9llo\",\"zxtype\":\"char\"}",
         "{\"zxdata\":[\"ab\",\"cd\"],\"zxtype\":\"char\"}",
         "{\"zxdata\":\"NaN\",\"zxtype\":\"double\"}",
-        "[1,{\"zxdata\":\"Inf\",\"zxtype\":\"double\"},{\"zxdata\":\"-Inf\",\"zxtype\":\"double\"}"
-        "]",
+        ("[1,{\"zxdata\":\"Inf\",\"zxtype\":\"double\"},{\"zxdata\":\"-Inf\",\"zxtype\":\"double\"}"
+         "]"),
         "0.10000000000000001",
     };
     for (const char* text : cases) EXPECT_EQ(roundTrip(text), text) << text;

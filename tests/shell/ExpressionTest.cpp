@@ -117,5 +117,27 @@ INSTANTIATE_TEST_SUITE_P(
                       ErrorCase{"if \"yes\"\n end", "KORVAN:lang:NotLogicalCondition"},
                       ErrorCase{"x = int8(1) + int16(1)", "KORVAN:lang:UnsupportedOperand"}));
 
+TEST(Nesting, DeepTextIsASyntaxErrorAndUsualDepthsRun) {
+    const auto repeat = [](std::string_view part, int times) {
+        std::string text;
+        for (int i = 0; i < times; ++i) text += part;
+        return text;
+    };
+    // Deep enough to overflow the stack without the parser's limit.
+    for (const std::string& source :
+         {"x = " + repeat("(", 20000) + "1" + repeat(")", 20000),
+          "x = " + repeat("[", 20000) + repeat("]", 20000), "x = " + repeat("-", 20000) + "1",
+          repeat("if true\n", 20000) + repeat("end\n", 20000)}) {
+        const RunOutcome run = runSource(source);
+        EXPECT_EQ(run.fResult.fStatus, Interpreter::Status::Error);
+        EXPECT_EQ(run.fResult.fError.fIdentifier, "KORVAN:lang:SyntaxError") << run.fErr;
+    }
+    const RunOutcome run =
+        runSource("x = " + repeat("(", 100) + "1" + repeat(")", 100) + ";\n" +
+                  repeat("if true\n", 60) + "y = -x;\n" + repeat("end\n", 60) + "y");
+    EXPECT_EQ(run.fResult.fStatus, Interpreter::Status::Ok) << run.fErr;
+    EXPECT_EQ(run.fOut, "y = -1\n");
+}
+
 }  // namespace
 }  // namespace korvan::lang::test
