@@ -75,6 +75,7 @@ void Session::onRead(beast::error_code ec, std::size_t) {
                        0,
                        {}};
     if (badRequest) {
+        fLinger = true;
         if (ec == http::error::header_limit)
             return doWrite(jsonResponse(
                 http::status::request_header_fields_too_large,
@@ -89,6 +90,7 @@ void Session::onRead(beast::error_code ec, std::size_t) {
         return doWrite(hostNotAllowed(fParser->get()));
     if (ec == http::error::body_limit) {
         // The rest of the body is never read, so the connection cannot carry another request.
+        fLinger = true;
         return doWrite(jsonResponse(
             http::status::payload_too_large,
             errorBody(errorid::kBodyTooLarge, "The request body is larger than " +
@@ -125,8 +127,31 @@ void Session::onWrite(beast::error_code ec, std::size_t) {
     fInRequest = false;
     fShared->endRequest();
     if (ec) return fail(ec);
-    if (!fResponse.keep_alive()) return doClose();
+    if (!fResponse.keep_alive()) return fLinger ? doLinger() : doClose();
     doRead();
+}
+
+void Session::doLinger() {
+    // The request was not read to its end, so the peer may still be sending. Closing with
+    // unread data would reset the connection, and a reset can destroy the answer before the
+    // peer has read it. So: end our side, then read and drop what still comes, for a short
+    // time and up to a bound, until the peer closes.
+    auto& tcp = beast::get_lowest_layer(fStream);
+    beast::error_code ignored;
+    tcp.socket().shutdown(net::ip::tcp::socket::shutdown_send, ignored);
+    tcp.expires_after(kLingerTime);
+    fDiscard.resize(16 * 1024);
+    tcp.async_read_some(net::buffer(fDiscard),
+                        beast::bind_front_handler(&Session::onLinger, shared_from_this()));
+}
+
+void Session::onLinger(beast::error_code ec, std::size_t bytes) {
+    fDiscarded += bytes;
+    // The peer closed, the time is up, or enough was dropped: the socket closes with the
+    // session.
+    if (ec || fDiscarded > kLingerBytes) return;
+    beast::get_lowest_layer(fStream).async_read_some(
+        net::buffer(fDiscard), beast::bind_front_handler(&Session::onLinger, shared_from_this()));
 }
 
 void Session::doClose() {

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
@@ -35,6 +36,8 @@ class Session : public std::enable_shared_from_this<Session> {
     void doWrite(Response response);
     void onWrite(boost::beast::error_code ec, std::size_t bytes);
     void doClose();
+    void doLinger();
+    void onLinger(boost::beast::error_code ec, std::size_t bytes);
     void onShutdown(boost::beast::error_code ec);
     void fail(boost::beast::error_code ec);
 
@@ -48,6 +51,14 @@ class Session : public std::enable_shared_from_this<Session> {
     AccessLogEntry fEntry;  // the request being answered
     std::chrono::steady_clock::time_point fStarted;
     bool fInRequest = false;
+    // Set when an answer is written before the request was read to its end (body too large,
+    // not HTTP): the connection then closes by lingering.
+    bool fLinger = false;
+    std::vector<char> fDiscard;  // what lingering reads and drops
+    std::size_t fDiscarded = 0;
+
+    static constexpr std::chrono::seconds kLingerTime{2};
+    static constexpr std::size_t kLingerBytes = 4 * 1024 * 1024;
 };
 
 }  // namespace korvan::services::connector::detail
