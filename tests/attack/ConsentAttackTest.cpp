@@ -17,6 +17,7 @@
 #include "ConsentDialog.hpp"
 #include "ModuleHarness.hpp"
 #include "SessionHttps.hpp"
+#include "SessionServices.hpp"
 #include "TempFolder.hpp"
 #include "UserActions.hpp"
 #include "foundation/cppmicroservices/Framework.hpp"
@@ -41,39 +42,16 @@ namespace session = korvan::session::test;
 
 constexpr const char* kDialog = "korvan.internal.rest.showDialog";
 
-// The services of the session, in the host's framework; torn down in reverse order.
-struct Services {
-    korvan::services::connector::test::TempFolder fFolder;
-    std::shared_ptr<korvan::services::settings::SettingsStore> fSettings =
-        std::make_shared<korvan::services::settings::SettingsStore>(fFolder.path());
-    std::shared_ptr<connector::HostFunctionCatalog> fCatalog =
-        std::make_shared<connector::HostFunctionCatalog>();
-    std::shared_ptr<connector::InterpreterInvoker> fInvoker =
-        std::make_shared<connector::InterpreterInvoker>(ModuleHarness::instance().vm(), 10s);
-    std::shared_ptr<servicehost::ServiceHost> fHost;
-    std::unique_ptr<korvan::services::client::ConnectorClientBundle> fClientBundle;
+// The services of the session, with short time-outs.
+connector::Config shortTimeouts() {
+    connector::Config tuning;
+    tuning.fIoTimeout = 2s;
+    tuning.fStopTimeout = 2s;
+    return tuning;
+}
 
-    Services() {
-        auto context = foundation::cppmicroservices::getFramework().GetBundleContext();
-        servicehost::ServiceHostOptions options;
-        options.fContext = context;
-        options.fSettings = fSettings;
-        options.fFactory = [settings = fSettings, catalog = fCatalog, invoker = fInvoker] {
-            connector::Config tuning;
-            tuning.fIoTimeout = 2s;
-            tuning.fStopTimeout = 2s;
-            return std::make_shared<servicehost::HostedConnector>(settings, catalog, invoker,
-                                                                  tuning);
-        };
-        fHost = std::make_shared<servicehost::ServiceHost>(std::move(options));
-        fHost->start();
-        fClientBundle = std::make_unique<korvan::services::client::ConnectorClientBundle>(context);
-    }
-    ~Services() {
-        fHost->stop();
-        fClientBundle.reset();
-        fHost.reset();
-    }
+struct Services : session::SessionServices {
+    Services() : SessionServices(shortTimeouts()) {}
 };
 
 // The consent dialog as the korvan command answers it without a terminal.

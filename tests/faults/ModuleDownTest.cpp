@@ -15,6 +15,7 @@
 
 #include "ModuleHarness.hpp"
 #include "SessionHttps.hpp"
+#include "SessionServices.hpp"
 #include "TempFolder.hpp"
 #include "UserActions.hpp"
 #include "foundation/cppmicroservices/Framework.hpp"
@@ -39,40 +40,14 @@ namespace connector = korvan::services::connector;
 const std::string kNotAvailable =
     "The REST function connector service is not available (an update may be in progress).";
 
-struct Services {
-    connector::test::TempFolder fFolder;
-    std::shared_ptr<korvan::services::settings::SettingsStore> fSettings =
-        std::make_shared<korvan::services::settings::SettingsStore>(fFolder.path());
-    std::shared_ptr<connector::HostFunctionCatalog> fCatalog =
-        std::make_shared<connector::HostFunctionCatalog>();
-    std::shared_ptr<connector::InterpreterInvoker> fInvoker =
-        std::make_shared<connector::InterpreterInvoker>(ModuleHarness::instance().vm(), 10s);
-    std::shared_ptr<servicehost::ServiceHost> fHost;
-    std::unique_ptr<korvan::services::client::ConnectorClientBundle> fClientBundle;
+connector::Config shortStop() {
+    connector::Config tuning;
+    tuning.fStopTimeout = 2s;
+    return tuning;
+}
 
-    Services() {
-        servicehost::ServiceHostOptions options;
-        options.fContext = foundation::cppmicroservices::getFramework().GetBundleContext();
-        options.fSettings = fSettings;
-        options.fFactory = [settings = fSettings, catalog = fCatalog, invoker = fInvoker] {
-            connector::Config tuning;
-            tuning.fStopTimeout = 2s;
-            return std::make_shared<servicehost::HostedConnector>(settings, catalog, invoker,
-                                                                  tuning);
-        };
-        fHost = std::make_shared<servicehost::ServiceHost>(std::move(options));
-        fHost->start();
-        openClient();
-    }
-    ~Services() {
-        fHost->stop();
-        fClientBundle.reset();
-        fHost.reset();
-    }
-    void openClient() {
-        fClientBundle = std::make_unique<korvan::services::client::ConnectorClientBundle>(
-            foundation::cppmicroservices::getFramework().GetBundleContext());
-    }
+struct Services : korvan::session::test::SessionServices {
+    Services() : SessionServices(shortStop()) {}
     /// The status the hosted instance reports (-1 while there is none).
     std::int64_t hostedStatus() const {
         auto current = fHost->current();

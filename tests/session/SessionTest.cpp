@@ -17,6 +17,7 @@
 
 #include "ModuleHarness.hpp"
 #include "SessionHttps.hpp"
+#include "SessionServices.hpp"
 #include "TempFolder.hpp"
 #include "UserActions.hpp"
 #include "foundation/cppmicroservices/Framework.hpp"
@@ -64,18 +65,8 @@ class WarningRecorder {
     std::vector<std::thread::id> fThreads;  // guarded by fMutex
 };
 
-// The services of the session, in the host's framework; torn down in reverse order.
-struct Services {
-    korvan::services::connector::test::TempFolder fFolder;
-    std::shared_ptr<korvan::services::settings::SettingsStore> fSettings =
-        std::make_shared<korvan::services::settings::SettingsStore>(fFolder.path());
-    std::shared_ptr<connector::HostFunctionCatalog> fCatalog =
-        std::make_shared<connector::HostFunctionCatalog>();
-    std::shared_ptr<connector::InterpreterInvoker> fInvoker =
-        std::make_shared<connector::InterpreterInvoker>(ModuleHarness::instance().vm(), 10s);
-    std::shared_ptr<servicehost::ServiceHost> fHost;
-    std::unique_ptr<korvan::services::client::ConnectorClientBundle> fClientBundle;
-
+// The services of the session, with a host function "plus" exposed as math/plus.
+struct Services : korvan::session::test::SessionServices {
     Services() {
         korvan::host::registerFunction("sessionTestPlus",
                                        [](int, kxArray** plhs, int nrhs, const kxArray** prhs) {
@@ -85,23 +76,8 @@ struct Services {
                                            plhs[0] = kxCreateDoubleScalar(sum);
                                        });
         fCatalog->expose("math", "plus", "sessionTestPlus");
-        auto context = foundation::cppmicroservices::getFramework().GetBundleContext();
-        servicehost::ServiceHostOptions options;
-        options.fContext = context;
-        options.fSettings = fSettings;
-        options.fFactory = [settings = fSettings, catalog = fCatalog, invoker = fInvoker] {
-            return std::make_shared<servicehost::HostedConnector>(settings, catalog, invoker);
-        };
-        fHost = std::make_shared<servicehost::ServiceHost>(std::move(options));
-        fHost->start();
-        fClientBundle = std::make_unique<korvan::services::client::ConnectorClientBundle>(context);
     }
-    ~Services() {
-        fHost->stop();
-        fClientBundle.reset();
-        fHost.reset();
-        korvan::host::unregisterFunction("sessionTestPlus");
-    }
+    ~Services() { korvan::host::unregisterFunction("sessionTestPlus"); }
 };
 
 // What the person's program sees of the running connector.
