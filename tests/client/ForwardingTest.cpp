@@ -4,6 +4,7 @@
 
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
+#include <cppmicroservices/ServiceEvent.h>
 
 #include <functional>
 #include <stdexcept>
@@ -217,6 +218,36 @@ TEST_F(ForwardingTest, TheBestRankedServiceIsUsed) {
     EXPECT_EQ(fClient->getStatus(), 1);
     second.withdraw();
     EXPECT_EQ(fClient->getStatus(), 0);
+}
+
+// The registry tells its listeners in turn; one that is told of a new connector service before
+// the client's tracker (here a listener added first) may already call through the client.
+TEST(ForwardingOrderTest, AServiceNotYetReportedToTheClientIsFoundInTheRegistry) {
+    auto context = foundation::cppmicroservices::getFramework().GetBundleContext();
+    std::shared_ptr<RestFcnConnectorClient> client;
+    std::vector<std::string> seen;  // what the earlier listener got from the client
+    auto token = context.AddServiceListener(
+        [&](const cppmicroservices::ServiceEvent& event) {
+            if (event.GetType() != cppmicroservices::ServiceEvent::SERVICE_REGISTERED || !client)
+                return;
+            try {
+                seen.push_back(std::to_string(client->getPort()));
+            } catch (const std::exception& e) {
+                seen.push_back(e.what());
+            }
+        },
+        "(spf.clientid=restfcnconnectorservice)");
+    ConnectorClientBundle bundle(context);
+    client = bundle.client();
+    auto service = std::make_shared<FakeConnectorService>();
+    service->setResult("getPort", "9931");
+    {
+        PublishedService published(service);
+        EXPECT_EQ(seen, std::vector<std::string>{"9931"});
+        EXPECT_EQ(client->getPort(), 9931);
+    }
+    EXPECT_THROW(client->getPort(), std::runtime_error);
+    context.RemoveListener(std::move(token));
 }
 
 }  // namespace

@@ -41,9 +41,10 @@ ConnectorClient::ConnectorClient(cppmicroservices::BundleContext context)
     const agent::spf::cppmsclientutils::TrackedServiceInfo info(
         std::string(rest::kv::connectorservice::kClientId),
         rest::kv::connectorservice::kMajorVersion, rest::kv::connectorservice::kMinorVersion);
+    fFilter = info.getLdapExpression();
     cppmicroservices::ServiceTrackerCustomizer<Invokable>* customizer = this;
-    fTracker = std::make_unique<Tracker>(
-        fContext, cppmicroservices::LDAPFilter(info.getLdapExpression()), customizer);
+    fTracker =
+        std::make_unique<Tracker>(fContext, cppmicroservices::LDAPFilter(fFilter), customizer);
 }
 
 ConnectorClient::~ConnectorClient() {
@@ -56,9 +57,11 @@ ConnectorClient::~ConnectorClient() {
 
 void ConnectorClient::open() {
     fTracker->Open();
+    fOpen = true;
 }
 
 void ConnectorClient::close() {
+    fOpen = false;
     fTracker->Close();
     std::lock_guard lock(fLock);
     fServices.clear();
@@ -107,14 +110,36 @@ void ConnectorClient::RemovedService(const Reference& reference,
 }
 
 std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::requireService() const {
-    std::lock_guard lock(fLock);
-    const auto best = std::max_element(
-        fServices.begin(), fServices.end(),
-        [](const auto& left, const auto& right) { return left.first < right.first; });
-    if (best == fServices.end()) {
-        throw std::runtime_error(kNotAvailable);
+    {
+        std::lock_guard lock(fLock);
+        const auto best = std::max_element(
+            fServices.begin(), fServices.end(),
+            [](const auto& left, const auto& right) { return left.first < right.first; });
+        if (best != fServices.end()) {
+            return best->second;
+        }
     }
-    return best->second;
+    if (auto registered = lookUpRegistered()) {
+        return registered;
+    }
+    throw std::runtime_error(kNotAvailable);
+}
+
+std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::lookUpRegistered() const {
+    if (!fOpen) {
+        return nullptr;  // a closed client has no service, whatever is registered
+    }
+    try {
+        cppmicroservices::BundleContext context = fContext;  // its members are not const
+        auto references = context.GetServiceReferences<Invokable>(fFilter);
+        const auto best = std::max_element(references.begin(), references.end());
+        if (best == references.end()) {
+            return nullptr;
+        }
+        return context.GetService(*best);
+    } catch (const std::exception&) {
+        return nullptr;  // unregistered meanwhile, or the framework has stopped
+    }
 }
 
 std::string ConnectorClient::call(std::string_view operation,

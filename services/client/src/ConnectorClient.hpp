@@ -12,9 +12,14 @@
 // Threads: operations from any thread. The tracker reports services on the thread that
 // registers or unregisters them. fLock guards fServices and fCallbacks; a forwarded call takes
 // a reference to the service under the lock and runs without it on the caller's thread.
+// The registry tells its listeners one after the other, so another listener of the same
+// registration (the module's own tracker, whose handler may post a restart at once) can act
+// before this client's tracker has heard of the new service: with nothing tracked, a call
+// looks the service up in the registry itself instead of failing.
 // Update callbacks run on fCallbackThread.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -89,14 +94,19 @@ class ConnectorClient final
     void RemovedService(const Reference& reference,
                         const std::shared_ptr<Invokable>& service) override;
 
-    /// The best tracked service; throws std::runtime_error when there is none.
+    /// The best tracked service, else the best one registered (not yet reported to the
+    /// tracker); throws std::runtime_error when there is none.
     std::shared_ptr<Invokable> requireService() const;
+    /// The best registered connector service, asked of the registry directly; null if none.
+    std::shared_ptr<Invokable> lookUpRegistered() const;
     /// Forwards one operation and returns the service's JSON result.
     std::string call(std::string_view operation,
                      const boost::json::object& arguments = boost::json::object()) const;
 
     cppmicroservices::BundleContext fContext;  // constant after construction
+    std::string fFilter;                       // constant: the LDAP filter of the service
     std::unique_ptr<Tracker> fTracker;         // constant after construction
+    std::atomic<bool> fOpen{false};            // between open() and close()
 
     mutable std::mutex fLock;
     std::vector<std::pair<Reference, std::shared_ptr<Invokable>>> fServices;  // guarded by fLock
