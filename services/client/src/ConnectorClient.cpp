@@ -145,7 +145,7 @@ std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::lookUpRegistered() 
 std::string ConnectorClient::call(std::string_view operation,
                                   const boost::json::object& arguments) const {
     const auto service = requireService();
-    const std::string text = boost::json::serialize(arguments);
+    const std::string text = arguments.empty() ? std::string("{}") : boost::json::serialize(arguments);
     try {
         return service->invoke(std::string(operation), text);
     } catch (const std::exception&) {

@@ -1,5 +1,6 @@
 #include "ServiceResults.hpp"
 
+#include <charconv>
 #include <cmath>
 #include <stdexcept>
 
@@ -53,7 +54,16 @@ bool integerOf(const boost::json::value& value, std::int64_t& out) {
 std::int64_t integer(std::string_view operation, const std::string& result, std::int64_t minimum,
                      std::int64_t maximum) {
     std::int64_t number = 0;
-    if (!integerOf(parsed(operation, result), number) || number < minimum || number > maximum) {
+    // The service writes integers as plain digits: read those without building a JSON value
+    // (property reads are the hot path); anything else goes through the parser.
+    const char* const end = result.data() + result.size();
+    const auto [stop, error] = std::from_chars(result.data(), end, number);
+    const bool plain = error == std::errc() && stop == end && !result.empty() &&
+                       (result.size() == 1 || result[result.front() == '-' ? 1 : 0] != '0');
+    if (!plain && !integerOf(parsed(operation, result), number)) {
+        unexpected(operation, result);
+    }
+    if (number < minimum || number > maximum) {
         unexpected(operation, result);
     }
     return number;

@@ -240,7 +240,10 @@ std::string HostedConnector::invoke(const std::string& operation, const std::str
     if (fImpl->fShutDown)
         throw std::runtime_error(
             "The connector service instance has been shut down (an update replaced it)");
-    return json::serialize(found->second(fImpl->fState, operation, parsed));
+    const json::value result = found->second(fImpl->fState, operation, parsed);
+    // Integers (port, status, mode) are most of the traffic: no serializer for those.
+    if (result.is_int64()) return std::to_string(result.get_int64());
+    return json::serialize(result);
 }
 
 void HostedConnector::shutdown() {

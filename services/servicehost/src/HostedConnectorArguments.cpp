@@ -20,7 +20,7 @@ namespace {
 }  // namespace
 
 json::object parseArguments(std::string_view operation, const std::string& arguments) {
-    if (arguments.empty()) return {};
+    if (arguments.empty() || arguments == "{}") return {};  // most operations take nothing
     json::error_code ec;
     json::value value = json::parse(arguments, ec);
     if (ec)
