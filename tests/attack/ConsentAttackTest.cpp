@@ -78,15 +78,7 @@ class EnvironmentDialog {
 
 // True when a TCP connection to address:port is accepted within a short bound.
 bool listening(const std::string& address, std::uint16_t port) {
-    namespace net = boost::asio;
-    net::io_context io;
-    boost::beast::tcp_stream stream(io);
-    stream.expires_after(2s);
-    bool connected = false;
-    stream.async_connect(net::ip::tcp::endpoint(net::ip::make_address(address), port),
-                         [&](boost::beast::error_code ec) { connected = !ec; });
-    io.run();
-    return connected;
+    return session::tcpConnects(address, port, 2s);
 }
 
 std::string readText(const std::filesystem::path& path) {

@@ -14,7 +14,7 @@
 
 #include <boost/json.hpp>
 
-#include "../services/HttpsTestClient.hpp"
+#include "HttpsTestClient.hpp"
 #include "../services/TempFolder.hpp"
 #include "foundation/cppmicroservices/Framework.hpp"
 #include "korvan/services/connector/FunctionInvoker.hpp"

@@ -9,7 +9,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/json/serialize.hpp>
 
-#include "../services/HttpsTestClient.hpp"
+#include "HttpsTestClient.hpp"
 #include "HostedTestSupport.hpp"
 #include "korvan/services/connector/Certificate.hpp"
 

@@ -8,7 +8,7 @@
 
 #include <boost/json.hpp>
 
-#include "../services/HttpsTestClient.hpp"
+#include "HttpsTestClient.hpp"
 #include "ServiceHostFixture.hpp"
 #include "korvan/services/connector/FunctionInvoker.hpp"
 #include "korvan/services/connector/FunctionServiceCatalog.hpp"

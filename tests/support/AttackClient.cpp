@@ -1,24 +1,9 @@
-// What an attacker's client does on the wire: a TCP connection to 127.0.0.1 that may or may not
-// become TLS, raw bytes written as they are (malformed requests, odd Host headers, a body
-// bigger than announced, bytes trickled one at a time), the response read with Beast's parser,
-// and whether the server ended the connection. Every step is bounded by a time-out; a step
-// that runs out fails with "timeout", it never hangs the test.
-//
-// Threads: one io_context per connection, run by its own thread; the test thread waits on
-// futures. Not shared between threads.
-#pragma once
+#include "AttackClient.hpp"
 
 #include <openssl/ssl.h>
 
-#include <chrono>
-#include <cstdint>
-#include <filesystem>
-#include <optional>
-#include <string>
-#include <string_view>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -33,34 +18,22 @@
 namespace korvan::attack::test {
 
 namespace beast = boost::beast;
-namespace http = boost::beast::http;
 namespace net = boost::asio;
-using namespace std::chrono_literals;
 
-struct TlsOptions {
-    std::filesystem::path fTrusted;  // the certificate to trust; empty: no verification
-    int fMinVersion = 0;             // e.g. TLS1_VERSION; 0: the library's default
-    int fMaxVersion = 0;             // e.g. TLS1_1_VERSION; 0: no limit
-    std::chrono::milliseconds fTimeout{5000};
-};
-
-class Connection {
-  public:
-    explicit Connection(TlsOptions options = {})
+struct Connection::Impl {
+    explicit Impl(TlsOptions options)
         : fOptions(std::move(options)),
           fTls(net::ssl::context::tls_client),
           fStream(fIo, prepared()) {
         fRunner = std::thread([this] { fIo.run(); });
     }
-    ~Connection() {
+    ~Impl() {
         beast::error_code ignored;
         beast::get_lowest_layer(fStream).socket().close(ignored);
         fGuard.reset();
         fIo.stop();
         fRunner.join();
     }
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
 
     const std::string& error() const { return fError; }
 
@@ -104,7 +77,7 @@ class Connection {
 
     /// Reads until the server ends the connection or `limit` passes. True when it ended it
     /// (end of stream, TLS close, reset); `received` gets what came before.
-    bool closedWithin(std::chrono::milliseconds limit, std::string* received = nullptr) {
+    bool closedWithin(std::chrono::milliseconds limit, std::string* received) {
         tcp().expires_after(limit);
         std::string bytes(static_cast<const char*>(fBuffer.data().data()), fBuffer.size());
         fBuffer.clear();
@@ -126,7 +99,6 @@ class Connection {
         return closed;
     }
 
-  private:
     net::ssl::context& prepared() {
         if (fOptions.fMinVersion)
             SSL_CTX_set_min_proto_version(fTls.native_handle(), fOptions.fMinVersion);
@@ -169,35 +141,21 @@ class Connection {
     std::thread fRunner;  // started last, joined first
 };
 
-/// Request text as a client would write it; `host` empty leaves the Host header out.
-inline std::string requestText(std::string_view method, std::string_view target,
-                               std::string_view host = "localhost", std::string_view token = {},
-                               std::string_view body = {},
-                               const std::vector<std::string>& extraHeaders = {}) {
-    std::string text = std::string(method) + " " + std::string(target) + " HTTP/1.1\r\n";
-    if (!host.empty()) text += "Host: " + std::string(host) + "\r\n";
-    if (!token.empty()) text += "Authorization: Bearer " + std::string(token) + "\r\n";
-    for (const auto& h : extraHeaders) text += h + "\r\n";
-    if (!body.empty() || method == "POST") {
-        text += "Content-Type: application/json\r\n";
-        text += "Content-Length: " + std::to_string(body.size()) + "\r\n";
-    }
-    text += "Connection: close\r\n\r\n";
-    text += body;
-    return text;
+
+Connection::Connection(TlsOptions options) : fImpl(std::make_unique<Impl>(std::move(options))) {}
+Connection::~Connection() = default;
+const std::string& Connection::error() const { return fImpl->error(); }
+bool Connection::connect(std::uint16_t port) { return fImpl->connect(port); }
+bool Connection::handshake() { return fImpl->handshake(); }
+bool Connection::send(std::string_view bytes) { return fImpl->send(bytes); }
+std::optional<http::response<http::string_body>> Connection::readResponse() {
+    return fImpl->readResponse();
+}
+bool Connection::closedWithin(std::chrono::milliseconds limit, std::string* received) {
+    return fImpl->closedWithin(limit, received);
 }
 
-/// The outcome of one request over its own TLS connection.
-struct Reply {
-    bool fAnswered = false;
-    unsigned fStatus = 0;
-    std::string fBody;
-    std::string fIdentifier;  // error.identifier of a JSON error body
-    http::fields fHeaders;
-    std::string fError;  // the failing step's message when not answered
-};
-
-inline std::string identifierOf(const std::string& body) {
+std::string identifierOf(const std::string& body) {
     boost::system::error_code ec;
     const auto value = boost::json::parse(body, ec);
     if (ec || !value.is_object()) return {};
@@ -207,7 +165,7 @@ inline std::string identifierOf(const std::string& body) {
     return id && id->is_string() ? std::string(id->as_string()) : std::string();
 }
 
-inline Reply exchange(std::uint16_t port, const std::string& text, TlsOptions options = {}) {
+Reply exchange(std::uint16_t port, const std::string& text, TlsOptions options) {
     Reply reply;
     Connection c(std::move(options));
     if (!c.connect(port) || !c.handshake() || !c.send(text)) {

@@ -1,9 +1,4 @@
-// What a person's own program does against the running connector: one HTTPS request per
-// connection to a given address and port, verifying the server's certificate against the
-// connector's certificate file and the host name "localhost". Every step is bounded by a
-// time-out, so a server that does not answer fails the request instead of hanging the test.
-// Also: a free loopback port, and the machine's non-loopback IPv4 addresses.
-#pragma once
+#include "SessionHttps.hpp"
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
@@ -11,13 +6,7 @@
 #include <netinet/in.h>
 #include <openssl/ssl.h>
 
-#include <chrono>
-#include <cstdint>
-#include <filesystem>
-#include <optional>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -31,27 +20,9 @@
 namespace korvan::session::test {
 
 namespace beast = boost::beast;
-namespace http = boost::beast::http;
 namespace net = boost::asio;
 
-struct Reply {
-    unsigned fStatus = 0;
-    std::string fBody;
-};
-
-struct Request {
-    std::string fAddress = "127.0.0.1";
-    std::uint16_t fPort = 0;
-    http::verb fMethod = http::verb::get;
-    std::string fTarget;             // e.g. "/v1/health"
-    std::string fBody;               // sent as application/json when not empty
-    std::string fToken;              // sent as a bearer token when not empty
-    std::filesystem::path fTrusted;  // the certificate file to trust
-    std::chrono::milliseconds fTimeout{5000};
-};
-
-/// The reply, or nothing with `error` set when any step failed (connect, handshake, I/O).
-inline std::optional<Reply> httpsRequest(const Request& request, std::string* error = nullptr) {
+std::optional<Reply> httpsRequest(const Request& request, std::string* error) {
     net::io_context io;
     auto guard = net::make_work_guard(io);
     std::thread runner([&io] { io.run(); });
@@ -106,7 +77,19 @@ inline std::optional<Reply> httpsRequest(const Request& request, std::string* er
 }
 
 /// A port that was free on 127.0.0.1 a moment ago (bound with port 0, then released).
-inline std::uint16_t freeLoopbackPort() {
+bool tcpConnects(const std::string& address, std::uint16_t port,
+                 std::chrono::milliseconds timeout) {
+    net::io_context io;
+    beast::tcp_stream stream(io);
+    stream.expires_after(timeout);
+    bool connected = false;
+    stream.async_connect(net::ip::tcp::endpoint(net::ip::make_address(address), port),
+                         [&](beast::error_code ec) { connected = !ec; });
+    io.run();
+    return connected;
+}
+
+std::uint16_t freeLoopbackPort() {
     net::io_context io;
     net::ip::tcp::acceptor acceptor(io,
                                     net::ip::tcp::endpoint(net::ip::make_address("127.0.0.1"), 0));
@@ -114,7 +97,7 @@ inline std::uint16_t freeLoopbackPort() {
 }
 
 /// The IPv4 addresses of interfaces that are up and not loopback, as text.
-inline std::vector<std::string> nonLoopbackIpv4Addresses() {
+std::vector<std::string> nonLoopbackIpv4Addresses() {
     std::vector<std::string> addresses;
     ifaddrs* list = nullptr;
     if (::getifaddrs(&list) != 0) return addresses;

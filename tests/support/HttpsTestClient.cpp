@@ -1,14 +1,7 @@
-// A small HTTPS client for the tests: verifies the server's certificate against a given file
-// and the host name "localhost", sends one request per connection, and bounds every step with a
-// time-out (a step that does not finish in time fails the request, it never hangs the test).
-#pragma once
+#include "HttpsTestClient.hpp"
 
 #include <openssl/ssl.h>
 
-#include <chrono>
-#include <filesystem>
-#include <optional>
-#include <string>
 #include <thread>
 
 #include <boost/asio/executor_work_guard.hpp>
@@ -23,20 +16,11 @@
 namespace korvan::services::connector::test {
 
 namespace beast = boost::beast;
-namespace http = boost::beast::http;
 namespace net = boost::asio;
 
-struct ClientOptions {
-    std::filesystem::path fTrusted;  // certificate file to trust; empty: trust nothing
-    std::string fHostName = "localhost";
-    int fMaxTlsVersion = 0;  // e.g. TLS1_1_VERSION to try an old protocol; 0: no limit
-    std::chrono::milliseconds fTimeout{10000};
-};
-
-/// The response, or an empty optional with `error` set when any step failed.
-inline std::optional<http::response<http::string_body>> httpsRequest(
+std::optional<http::response<http::string_body>> httpsRequest(
     std::uint16_t port, http::request<http::string_body> request, const ClientOptions& options,
-    std::string* error = nullptr) {
+    std::string* error) {
     net::io_context io;
     auto guard = net::make_work_guard(io);
     std::thread runner([&io] { io.run(); });
