@@ -77,7 +77,8 @@ TEST_F(FlipTest, RunningConnectorRestartsWithItsLastAppliedSettings) {
         s.fHostName = "localhost";
     });
     serviceGoes();
-    EXPECT_EQ(count("fIsVshDown == true"), 1u);
+    // onRemoved logs its entry before it looks at the status: wait for the second line too.
+    EXPECT_TRUE(waitUntil([&] { return count("fIsVshDown == true") == 1u; }));
     client.edit([](ClientState& s) { s.fStatus = 0; });  // the service took the connector down
     // The refresh after the restart reads this document, which becomes the applied settings.
     ClientState reported = client.state();
