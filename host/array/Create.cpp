@@ -241,14 +241,22 @@ kxArray* kxCreateStringMatrix(kxSize m, kxSize n) {
     return kxCreateStringArray(2, dims);
 }
 
-kxArray* kxCreateStringScalar(std::u16string_view text) {
+namespace {
+
+kxArray* stringScalarOf(std::u16string text) {
     kxArray* array = kxCreateStringMatrix(1, 1);
-    array->fStrings[0] = std::u16string(text);
+    array->fStrings[0] = std::move(text);
     return array;
 }
 
+}  // namespace
+
+kxArray* kxCreateStringScalar(std::u16string_view text) {
+    return stringScalarOf(std::u16string(text));
+}
+
 kxArray* kxCreateStringScalarFromUtf8(std::string_view text) {
-    return kxCreateStringScalar(kx::utf8ToUtf16(text));
+    return stringScalarOf(kx::utf8ToUtf16(text));  // the converted text is moved, not copied
 }
 
 kxArray* kxCreateMissingString() {

@@ -39,9 +39,12 @@ void appendUtf8(std::string& out, char32_t cp) {
 }  // namespace
 
 std::u16string utf8ToUtf16(std::string_view text) {
-    std::u16string out;
-    out.reserve(text.size());
+    // Most texts (URLs, paths, tokens, dates) are ASCII: widen the leading ASCII run in one go.
     std::size_t i = 0;
+    while (i < text.size() && static_cast<std::uint8_t>(text[i]) < 0x80) ++i;
+    std::u16string out(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(i));
+    if (i == text.size()) return out;
+    out.reserve(text.size());
     while (i < text.size()) {
         const auto lead = static_cast<std::uint8_t>(text[i]);
         std::size_t length = 0;

@@ -122,6 +122,27 @@ TEST_F(ForwardingTest, PropertyDocumentIsTheServicesTextUnchanged) {
     EXPECT_EQ(fService->calls().back().fArguments, "{}");
 }
 
+TEST_F(ForwardingTest, TextResultsAreDecodedWhetherPlainOrEscaped) {
+    PublishedService published(fService);
+    const struct {
+        const char* fResult;
+        std::string fExpected;
+    } cases[] = {
+        {"\"https://localhost:9920/v1\"", "https://localhost:9920/v1"},
+        {"\"\"", ""},
+        {"\"a\\\"b\"", "a\"b"},
+        {"\"C:\\\\dir\"", "C:\\dir"},
+        {"\"caf\\u00e9\"", "caf\xc3\xa9"},
+        {"\"caf\xc3\xa9\"", "caf\xc3\xa9"},
+        {" \"spaced\" ", "spaced"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.fResult);
+        fService->setResult("getBaseUrl", c.fResult);
+        EXPECT_EQ(fClient->getBaseUrl(), c.fExpected);
+    }
+}
+
 TEST_F(ForwardingTest, ResultsOfTheWrongFormAreErrorsNamingTheOperation) {
     PublishedService published(fService);
     const struct {
@@ -139,6 +160,9 @@ TEST_F(ForwardingTest, ResultsOfTheWrongFormAreErrorsNamingTheOperation) {
         {"getStatus", "not json", [&] { fClient->getStatus(); }},
         {"getStatus", "1e300", [&] { fClient->getStatus(); }},
         {"getBaseUrl", "null", [&] { fClient->getBaseUrl(); }},
+        {"getBaseUrl", "\"a\"b\"", [&] { fClient->getBaseUrl(); }},
+        {"getBaseUrl", "\"tab\there\"", [&] { fClient->getBaseUrl(); }},
+        {"getBaseUrl", "\"unterminated", [&] { fClient->getBaseUrl(); }},
         {"getServiceNames", "[\"a\",1]", [&] { fClient->getServiceNames(); }},
         {"getServiceNames", "\"a b\"", [&] { fClient->getServiceNames(); }},
     };

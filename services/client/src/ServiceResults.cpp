@@ -1,5 +1,6 @@
 #include "ServiceResults.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <stdexcept>
@@ -70,6 +71,13 @@ std::int64_t integer(std::string_view operation, const std::string& result, std:
 }
 
 std::string text(std::string_view operation, const std::string& result) {
+    // A quoted run of printable ASCII without escapes is its own content: no parser needed.
+    if (result.size() >= 2 && result.front() == '"' && result.back() == '"' &&
+        std::all_of(result.begin() + 1, result.end() - 1, [](char c) {
+            return c >= 0x20 && c < 0x7f && c != '"' && c != '\\';
+        })) {
+        return result.substr(1, result.size() - 2);
+    }
     const boost::json::value value = parsed(operation, result);
     if (!value.is_string()) {
         unexpected(operation, result);

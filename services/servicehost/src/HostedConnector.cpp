@@ -1,5 +1,6 @@
 #include "korvan/services/servicehost/HostedConnector.hpp"
 
+#include <algorithm>
 #include <map>
 #include <stdexcept>
 
@@ -243,6 +244,17 @@ std::string HostedConnector::invoke(const std::string& operation, const std::str
     const json::value result = found->second(fImpl->fState, operation, parsed);
     // Integers (port, status, mode) are most of the traffic: no serializer for those.
     if (result.is_int64()) return std::to_string(result.get_int64());
+    // So are texts (URL, host name, paths, token); printable ASCII needs no escaping.
+    if (result.is_string()) {
+        const json::string& text = result.get_string();
+        if (std::all_of(text.begin(), text.end(),
+                        [](char c) { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\'; })) {
+            std::string quoted;
+            quoted.reserve(text.size() + 2);
+            quoted.append(1, '"').append(text.data(), text.size()).append(1, '"');
+            return quoted;
+        }
+    }
     return json::serialize(result);
 }
 
