@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 #include "ModuleHarness.hpp"
@@ -55,9 +56,17 @@ bool usable(const std::string& text) {
     return true;
 }
 
-Value& connectorObject() {
-    static Value object = user::connector();
+// Made in LLVMFuzzerInitialize and released at exit while the interpreter thread still runs
+// (a static Value would be released after the harness has stopped that thread).
+std::optional<Value>& connectorSlot() {
+    static std::optional<Value> object;
     return object;
+}
+
+Value& connectorObject() {
+    auto& object = connectorSlot();
+    if (!object) object = user::connector();
+    return *object;
 }
 
 }  // namespace
@@ -75,7 +84,10 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     }
     harness.drainInterpreter();
     // End the interpreter thread before the process's static objects go away.
-    std::atexit([] { ModuleHarness::instance().stop(); });
+    std::atexit([] {
+        connectorSlot().reset();
+        ModuleHarness::instance().stop();
+    });
     return 0;
 }
 
