@@ -24,22 +24,22 @@ std::optional<http::response<http::string_body>> httpsRequest(
     net::io_context io;
     auto guard = net::make_work_guard(io);
     std::thread runner([&io] { io.run(); });
-    net::ssl::context tls(net::ssl::context::tls_client);
-    if (options.fMaxTlsVersion)
-        SSL_CTX_set_max_proto_version(tls.native_handle(), options.fMaxTlsVersion);
-    if (options.fMaxTlsVersion && options.fMaxTlsVersion < TLS1_2_VERSION)
-        SSL_CTX_set_security_level(tls.native_handle(), 0);
-    tls.set_verify_mode(net::ssl::verify_peer);
-    if (!options.fTrusted.empty()) tls.load_verify_file(options.fTrusted.string());
-    beast::ssl_stream<beast::tcp_stream> stream(io, tls);
-    stream.set_verify_callback(net::ssl::host_name_verification(options.fHostName));
-    SSL_set_tlsext_host_name(stream.native_handle(), options.fHostName.c_str());
-
     std::optional<http::response<http::string_body>> result;
     try {
+        net::ssl::context tls(net::ssl::context::tls_client);
+        if (options.fMaxTlsVersion)
+            SSL_CTX_set_max_proto_version(tls.native_handle(), options.fMaxTlsVersion);
+        if (options.fMaxTlsVersion && options.fMaxTlsVersion < TLS1_2_VERSION)
+            SSL_CTX_set_security_level(tls.native_handle(), 0);
+        tls.set_verify_mode(net::ssl::verify_peer);
+        if (!options.fTrusted.empty()) tls.load_verify_file(options.fTrusted.string());
+        beast::ssl_stream<beast::tcp_stream> stream(io, tls);
+        stream.set_verify_callback(net::ssl::host_name_verification(options.fHostName));
+        SSL_set_tlsext_host_name(stream.native_handle(), options.fHostName.c_str());
+
         auto& tcp = beast::get_lowest_layer(stream);
         tcp.expires_after(options.fTimeout);
-        tcp.async_connect(net::ip::tcp::endpoint(net::ip::make_address("127.0.0.1"), port),
+        tcp.async_connect(net::ip::tcp::endpoint(net::ip::make_address(options.fAddress), port),
                           net::use_future)
             .get();
         tcp.expires_after(options.fTimeout);

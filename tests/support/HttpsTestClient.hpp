@@ -20,13 +20,14 @@ namespace korvan::services::connector::test {
 namespace http = boost::beast::http;
 
 struct ClientOptions {
-    std::filesystem::path fTrusted;  // certificate file to trust; empty: trust nothing
+    std::string fAddress = "127.0.0.1";  // where to connect
+    std::filesystem::path fTrusted;       // certificate file to trust; empty: trust nothing
     std::string fHostName = "localhost";
     int fMaxTlsVersion = 0;  // e.g. TLS1_1_VERSION to try an old protocol; 0: no limit
     std::chrono::milliseconds fTimeout{10000};
 };
 
-/// Sends `request` to 127.0.0.1:port over a new TLS connection (Host set, payload prepared)
+/// Sends `request` to fAddress:port over a new TLS connection (Host set, payload prepared)
 /// and reads one response; nothing when any step failed (`error` says why).
 std::optional<http::response<http::string_body>> httpsRequest(
     std::uint16_t port, http::request<http::string_body> request, const ClientOptions& options,

@@ -1,5 +1,7 @@
 #include "SessionHttps.hpp"
 
+#include "HttpsTestClient.hpp"
+
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
@@ -23,60 +25,24 @@ namespace beast = boost::beast;
 namespace net = boost::asio;
 
 std::optional<Reply> httpsRequest(const Request& request, std::string* error) {
-    net::io_context io;
-    auto guard = net::make_work_guard(io);
-    std::thread runner([&io] { io.run(); });
-    std::optional<Reply> reply;
-    try {
-        net::ssl::context tls(net::ssl::context::tls_client);
-        tls.set_verify_mode(net::ssl::verify_peer);
-        tls.load_verify_file(request.fTrusted.string());
-        beast::ssl_stream<beast::tcp_stream> stream(io, tls);
-        stream.set_verify_callback(net::ssl::host_name_verification("localhost"));
-        SSL_set_tlsext_host_name(stream.native_handle(), "localhost");
-
-        auto& tcp = beast::get_lowest_layer(stream);
-        tcp.expires_after(request.fTimeout);
-        tcp.async_connect(
-               net::ip::tcp::endpoint(net::ip::make_address(request.fAddress), request.fPort),
-               net::use_future)
-            .get();
-        tcp.expires_after(request.fTimeout);
-        stream.async_handshake(net::ssl::stream_base::client, net::use_future).get();
-
-        http::request<http::string_body> message(request.fMethod, request.fTarget, 11);
-        message.set(http::field::host, "localhost");
-        if (!request.fToken.empty()) {
-            message.set(http::field::authorization, "Bearer " + request.fToken);
-        }
-        if (!request.fBody.empty()) {
-            message.set(http::field::content_type, "application/json");
-            message.body() = request.fBody;
-        }
-        message.prepare_payload();
-        tcp.expires_after(request.fTimeout);
-        http::async_write(stream, message, net::use_future).get();
-        beast::flat_buffer buffer;
-        http::response<http::string_body> response;
-        tcp.expires_after(request.fTimeout);
-        http::async_read(stream, buffer, response, net::use_future).get();
-        reply = Reply{response.result_int(), response.body()};
-        tcp.expires_after(request.fTimeout);
-        try {
-            stream.async_shutdown(net::use_future).get();
-        } catch (const std::exception&) {
-            // the server may close first; the reply is what counts
-        }
-    } catch (const std::exception& e) {
-        if (error) *error = e.what();
+    http::request<http::string_body> message(request.fMethod, request.fTarget, 11);
+    if (!request.fToken.empty()) {
+        message.set(http::field::authorization, "Bearer " + request.fToken);
     }
-    guard.reset();
-    io.stop();
-    runner.join();
-    return reply;
+    if (!request.fBody.empty()) {
+        message.set(http::field::content_type, "application/json");
+        message.body() = request.fBody;
+    }
+    services::connector::test::ClientOptions options;
+    options.fAddress = request.fAddress;
+    options.fTrusted = request.fTrusted;
+    options.fTimeout = request.fTimeout;
+    auto response = services::connector::test::httpsRequest(request.fPort, std::move(message),
+                                                            options, error);
+    if (!response) return std::nullopt;
+    return Reply{response->result_int(), response->body()};
 }
 
-/// A port that was free on 127.0.0.1 a moment ago (bound with port 0, then released).
 bool tcpConnects(const std::string& address, std::uint16_t port,
                  std::chrono::milliseconds timeout) {
     net::io_context io;
