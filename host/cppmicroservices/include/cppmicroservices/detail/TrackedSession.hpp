@@ -37,10 +37,15 @@ class TrackedSession {
 
     explicit TrackedSession(Customizer* customizer) : fCustomizer(customizer) {}
 
-    /// The services found when the tracker was opened, to be added by trackInitial().
+    /// The services found when the tracker was opened, to be added by trackInitial(). One that
+    /// is being unregistered meanwhile is left out: its removal event may already have passed
+    /// this session, before the list was here to take it from.
     void setInitial(std::vector<ServiceReference<S>> references) {
         std::lock_guard<std::mutex> lock(fMutex);
-        fInitial.assign(references.begin(), references.end());
+        fInitial.clear();
+        for (auto const& reference : references) {
+            if (isServiceRegistered(reference)) fInitial.push_back(reference);
+        }
     }
 
     /// Adds the initial services one by one on the calling thread; a customizer exception
@@ -50,7 +55,10 @@ class TrackedSession {
         while (!fClosed && !fInitial.empty()) {
             ServiceReference<S> reference = fInitial.front();
             fInitial.pop_front();
-            if (fTracked.count(reference) != 0 || isAdding(reference)) continue;
+            if (fTracked.count(reference) != 0 || isAdding(reference) ||
+                !isServiceRegistered(reference)) {
+                continue;
+            }
             fAdding.push_back(reference);
             addThroughCustomizer(reference, lock);
         }
@@ -80,7 +88,8 @@ class TrackedSession {
     void untrack(ServiceReference<S> const& reference) {
         std::unique_lock<std::mutex> lock(fMutex);
         if (fClosed) return;
-        if (eraseFrom(fInitial, reference)) return;
+        // A service listed at Open may also have been added through an event since.
+        eraseFrom(fInitial, reference);
         if (eraseFrom(fAdding, reference)) return;  // the adding thread reports the removal
         auto found = fTracked.find(reference);
         if (found == fTracked.end()) return;
