@@ -1,12 +1,13 @@
 #include "ServiceResults.hpp"
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <stdexcept>
 
 #include <boost/json/parse.hpp>
 #include <boost/json/value.hpp>
+
+#include "rest/kv/connectorservice/Operations.hpp"
 
 namespace korvan::services::client::results {
 
@@ -73,9 +74,8 @@ std::int64_t integer(std::string_view operation, const std::string& result, std:
 std::string text(std::string_view operation, const std::string& result) {
     // A quoted run of printable ASCII without escapes is its own content: no parser needed.
     if (result.size() >= 2 && result.front() == '"' && result.back() == '"' &&
-        std::all_of(result.begin() + 1, result.end() - 1, [](char c) {
-            return c >= 0x20 && c < 0x7f && c != '"' && c != '\\';
-        })) {
+        rest::kv::connectorservice::isPlainJsonText(
+            std::string_view(result).substr(1, result.size() - 2))) {
         return result.substr(1, result.size() - 2);
     }
     const boost::json::value value = parsed(operation, result);

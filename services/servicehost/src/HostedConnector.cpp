@@ -1,6 +1,5 @@
 #include "korvan/services/servicehost/HostedConnector.hpp"
 
-#include <algorithm>
 #include <map>
 #include <stdexcept>
 
@@ -247,8 +246,8 @@ std::string HostedConnector::invoke(const std::string& operation, const std::str
     // So are texts (URL, host name, paths, token); printable ASCII needs no escaping.
     if (result.is_string()) {
         const json::string& text = result.get_string();
-        if (std::all_of(text.begin(), text.end(),
-                        [](char c) { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\'; })) {
+        if (rest::kv::connectorservice::isPlainJsonText(
+                std::string_view(text.data(), text.size()))) {
             std::string quoted;
             quoted.reserve(text.size() + 2);
             quoted.append(1, '"').append(text.data(), text.size()).append(1, '"');

@@ -80,4 +80,13 @@ inline constexpr std::string_view resetConnector = "resetConnector";
 inline constexpr std::string_view getAccessLogLocation = "getAccessLogLocation";
 }  // namespace op
 
+/// True when JSON writes `text` as it stands between two quotes (printable ASCII without '"'
+/// and '\\'): both sides then pass such texts without a JSON writer or parser.
+inline constexpr bool isPlainJsonText(std::string_view text) {
+    for (const char c : text) {
+        if (c < 0x20 || c >= 0x7f || c == '"' || c == '\\') return false;
+    }
+    return true;
+}
+
 }  // namespace rest::kv::connectorservice
