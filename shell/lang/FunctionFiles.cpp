@@ -1,13 +1,28 @@
 // Function files on the search path (see FunctionFiles.hpp).
 #include "FunctionFiles.hpp"
 
+#include <sys/stat.h>
+
 #include <fstream>
+#include <optional>
 #include <sstream>
 
 #include "Values.hpp"
 #include "korvan/lang/Parser.hpp"
 
 namespace korvan::lang {
+namespace {
+
+// The stamp of a regular file, or nothing when `file` is not one. One system call: a function
+// service's file is looked at before every call.
+std::optional<FunctionFiles::Stamp> regularFileStamp(const std::filesystem::path& file) {
+    struct stat st {};
+    if (::stat(file.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return std::nullopt;
+    return FunctionFiles::Stamp{static_cast<long long>(st.st_mtim.tv_sec), st.st_mtim.tv_nsec,
+                                static_cast<long long>(st.st_size)};
+}
+
+}  // namespace
 
 void FunctionFiles::addFolder(const std::filesystem::path& folder) {
     for (const auto& f : fFolders)
@@ -29,28 +44,27 @@ std::shared_ptr<FunctionDef> FunctionFiles::find(const std::string& name) {
     for (const auto& folder : fFolders) {
         std::filesystem::path file =
             folder.empty() ? std::filesystem::current_path(ec) / relative : folder / relative;
-        if (!std::filesystem::is_regular_file(file, ec)) continue;
+        const auto stamp = regularFileStamp(file);
+        if (!stamp) continue;
         std::string base =
             name.substr(name.rfind('.') == std::string::npos ? 0 : name.rfind('.') + 1);
-        return fromFile(file, base, name);
+        return fromFile(file, *stamp, base, name);
     }
     return nullptr;
 }
 
 std::shared_ptr<FunctionDef> FunctionFiles::load(const std::filesystem::path& file) {
-    std::error_code ec;
-    if (!std::filesystem::is_regular_file(file, ec)) langError("FileNotFound", file.string());
+    const auto stamp = regularFileStamp(file);
+    if (!stamp) langError("FileNotFound", file.string());
     std::string base = file.stem().string();
-    return fromFile(file, base, base);
+    return fromFile(file, *stamp, base, base);
 }
 
 std::shared_ptr<FunctionDef> FunctionFiles::fromFile(const std::filesystem::path& file,
-                                                     const std::string& base,
+                                                     const Stamp& stamp, const std::string& base,
                                                      const std::string& name) {
-    std::error_code ec;
-    auto time = std::filesystem::last_write_time(file, ec);
     auto cached = fCache.find(file);
-    if (cached == fCache.end() || cached->second.fTime != time) {
+    if (cached == fCache.end() || cached->second.fStamp != stamp) {
         std::ifstream in(file, std::ios::binary);
         std::stringstream text;
         text << in.rdbuf();
@@ -58,7 +72,7 @@ std::shared_ptr<FunctionDef> FunctionFiles::fromFile(const std::filesystem::path
         if (program->fFunctions.empty() || program->fFunctions.front()->fName != base)
             langError("FunctionFile", file.string(), base);
         program->fFunctions.front()->fName = name;
-        cached = fCache.insert_or_assign(file, Entry{time, program}).first;
+        cached = fCache.insert_or_assign(file, Entry{stamp, program}).first;
     }
     return cached->second.fProgram->fFunctions.front();
 }

@@ -33,14 +33,23 @@ class FunctionFiles {
     /// such file.
     std::shared_ptr<FunctionDef> load(const std::filesystem::path& file);
 
+    /// What tells a changed file from the one in the cache: its time of last change (to the
+    /// nanosecond) and size, both from one stat call.
+    struct Stamp {
+        long long fSeconds = 0;
+        long fNanoseconds = 0;
+        long long fSize = -1;
+        bool operator==(const Stamp&) const = default;
+    };
+
   private:
     struct Entry {
-        std::filesystem::file_time_type fTime;
+        Stamp fStamp;
         std::shared_ptr<Program> fProgram;
     };
     /// Parses `file` (or takes it from the cache) and checks that its first function is
-    /// `base`; the function is then known as `name`.
-    std::shared_ptr<FunctionDef> fromFile(const std::filesystem::path& file,
+    /// `base`; the function is then known as `name`. `stamp` is the file's, taken just before.
+    std::shared_ptr<FunctionDef> fromFile(const std::filesystem::path& file, const Stamp& stamp,
                                           const std::string& base, const std::string& name);
 
     std::vector<std::filesystem::path> fFolders;  // "" is the current folder

@@ -33,7 +33,11 @@ void AccessLog::write(const AccessLogEntry& entry) {
     std::lock_guard lock(fLock);
     if (!fStream.is_open()) return;
     fStream << line << '\n';
-    fStream.flush();
+}
+
+void AccessLog::flush() {
+    std::lock_guard lock(fLock);
+    if (fStream.is_open()) fStream.flush();
 }
 
 }  // namespace korvan::services::connector

@@ -38,7 +38,6 @@ void ConnectorService::start() {
     options.fIoTimeout = config.fIoTimeout;
     options.fStopTimeout = config.fStopTimeout;
     options.fIoThreads = std::max(1u, config.fIoThreads);
-    options.fCallThreads = std::max(1u, config.fCallThreads);
     // Local mode refuses requests addressed to other names (DNS rebinding from a web page).
     options.fCheckHost = config.fAccessMode == ClientAccessMode::Local;
     if (!config.fHostName.empty()) options.fHostNames.push_back(config.fHostName);

@@ -20,10 +20,9 @@ HttpsServer::HttpsServer(ServerOptions options, RequestContext context, AccessLo
       fTls(net::ssl::context::tls_server),
       fIo(static_cast<int>(fOptions.fIoThreads)),
       fWork(boost::asio::make_work_guard(fIo)),
-      fCallPool(fOptions.fCallThreads),
       fShared(std::make_shared<ServerShared>(std::move(context), log, fOptions.fBodyLimit,
                                              fOptions.fIoTimeout, fOptions.fCheckHost,
-                                             fOptions.fHostNames, fCallPool)),
+                                             fOptions.fHostNames, fIo)),
       fAcceptStrand(net::make_strand(fIo)),
       fAcceptor(fAcceptStrand) {}
 
@@ -109,14 +108,13 @@ void HttpsServer::stop() {
                                             [this] { return fShared->fInFlight == 0; });
         }
     }
-    // 3. Every connection ends; calls not yet started are dropped, running ones finish
-    //    (each bounded by the invoker's time-out).
+    // 3. Every connection ends. Calls still queued for the interpreter or running there settle
+    //    into nothing: their answers are no longer handed to the I/O threads.
+    fShared->closeIo();
     fWork.reset();
     fIo.stop();
     for (auto& t : fThreads) t.join();
     fThreads.clear();
-    fCallPool.stop();
-    fCallPool.join();
     boost::system::error_code ignored;
     fAcceptor.close(ignored);
 }

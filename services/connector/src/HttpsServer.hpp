@@ -1,5 +1,5 @@
-// The listening side of one run of the connector (internal): a TLS context, an acceptor, the
-// I/O threads and the call pool. ConnectorService makes one per start() and drops it at stop().
+// The listening side of one run of the connector (internal): a TLS context, an acceptor and
+// the I/O threads. ConnectorService makes one per start() and drops it at stop().
 //
 // Threads: start() and stop() are called by the owner (ConnectorService, under its lifecycle
 // lock); port() may be called from any thread once start() returned.
@@ -17,7 +17,6 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/strand.hpp>
-#include <boost/asio/thread_pool.hpp>
 
 #include "ServerShared.hpp"
 #include "korvan/services/connector/Certificate.hpp"
@@ -32,7 +31,6 @@ struct ServerOptions {
     std::chrono::milliseconds fIoTimeout{0};
     std::chrono::milliseconds fStopTimeout{0};
     unsigned fIoThreads = 1;
-    unsigned fCallThreads = 1;
     /// Local mode: requests must carry a Host that names this machine (hostAllowed).
     bool fCheckHost = false;
     std::vector<std::string> fHostNames;
@@ -59,10 +57,8 @@ class HttpsServer {
     const ServerOptions fOptions;
     boost::asio::ssl::context fTls;
     boost::asio::io_context fIo;
-    // Keeps the I/O threads running while a session has no operation pending (its request
-    // is with the call pool) and after the acceptor closed; released by stop().
+    // Keeps the I/O threads running after the acceptor closed; released by stop().
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> fWork;
-    boost::asio::thread_pool fCallPool;
     std::shared_ptr<ServerShared> fShared;
     // Accepting runs on this strand; stop() closes the acceptor through it.
     boost::asio::strand<boost::asio::io_context::executor_type> fAcceptStrand;

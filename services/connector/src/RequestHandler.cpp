@@ -1,6 +1,7 @@
 #include "korvan/services/connector/RequestHandler.hpp"
 
 #include <cmath>
+#include <variant>
 #include <vector>
 
 #include <boost/beast/http/field.hpp>
@@ -93,8 +94,9 @@ std::optional<Reply> checkAuthorization(const Request& request, const RequestCon
     }
 }
 
-Reply callFunction(const Request& request, const RequestContext& context,
-                   korvan::host::Function function) {
+// The call a POST asks for, or the refusal of its body.
+std::variant<Reply, FunctionCall> prepareCall(const Request& request,
+                                              korvan::host::Function function) {
     Value body;
     try {
         body = foundation::json::parse(request.body());
@@ -119,11 +121,10 @@ Reply callFunction(const Request& request, const RequestContext& context,
                 "\"nargout\" must be a whole number from 0 to " + std::to_string(kMaxNargout));
         nargout = static_cast<int>(d);
     }
-    CallOutcome outcome = context.fInvoker.invoke(std::move(function), std::move(args), nargout);
-    return {static_cast<http::status>(outcome.fStatus), std::move(outcome.fBody)};
+    return FunctionCall{std::move(function), std::move(args), nargout};
 }
 
-Reply route(const Request& request, const RequestContext& context) {
+std::variant<Reply, FunctionCall> route(const Request& request, const RequestContext& context) {
     const std::string_view path = targetPath(request.target());
     if (path.substr(0, kApiPrefix.size()) != kApiPrefix ||
         (path.size() > kApiPrefix.size() && path[kApiPrefix.size()] != '/'))
@@ -136,7 +137,7 @@ Reply route(const Request& request, const RequestContext& context) {
         if (!isGet) return methodNotAllowed("GET");
         Value body;
         body.set("status", Value("ok"));
-        return {http::status::ok, std::move(body)};
+        return Reply{http::status::ok, std::move(body)};
     }
     if (auto refused = checkAuthorization(request, context)) return std::move(*refused);
 
@@ -150,7 +151,7 @@ Reply route(const Request& request, const RequestContext& context) {
                 name, context.fCatalog.functionNames(name).value_or(std::vector<std::string>{})));
         Value body;
         body.set("services", Value(std::move(services)));
-        return {http::status::ok, std::move(body)};
+        return Reply{http::status::ok, std::move(body)};
     }
     const std::string service(parts[1]);
     const auto functions = context.fCatalog.functionNames(service);
@@ -159,7 +160,7 @@ Reply route(const Request& request, const RequestContext& context) {
                      "No function service " + printableQuoted(service));
     if (parts.size() == 2) {
         if (!isGet) return methodNotAllowed("GET");
-        return {http::status::ok, serviceEntry(service, *functions)};
+        return Reply{http::status::ok, serviceEntry(service, *functions)};
     }
     const std::string name(parts[2]);
     auto function = context.fCatalog.findFunction(service, name);
@@ -168,7 +169,7 @@ Reply route(const Request& request, const RequestContext& context) {
             http::status::not_found, errorid::kUnknownFunction,
             "No function " + printableQuoted(name) + " in service " + printableQuoted(service));
     if (method != http::verb::post) return methodNotAllowed("POST");
-    return callFunction(request, context, std::move(*function));
+    return prepareCall(request, std::move(*function));
 }
 
 }  // namespace
@@ -192,19 +193,49 @@ Response jsonResponse(http::status status, const Value& body, unsigned version, 
     return response;
 }
 
-Response handleRequest(const Request& request, const RequestContext& context) {
-    Reply reply;
-    try {
-        reply = route(request, context);
-    } catch (const std::exception& e) {
-        // A catalogue or invoker that fails unexpectedly: reported, never a dropped connection.
-        reply = error(http::status::internal_server_error, errorid::kFunctionError, e.what());
-    }
+namespace {
+
+Response answer(const Request& request, const Reply& reply) {
     Response response =
         jsonResponse(reply.fStatus, reply.fBody, request.version(), request.keep_alive());
     if (reply.fAllow) response.set(http::field::allow, reply.fAllow);
     if (reply.fAuthenticate) response.set(http::field::www_authenticate, reply.fAuthenticate);
     return response;
+}
+
+}  // namespace
+
+std::variant<Response, FunctionCall> routeRequest(const Request& request,
+                                                  const RequestContext& context) {
+    std::variant<Reply, FunctionCall> routed;
+    try {
+        routed = route(request, context);
+    } catch (const std::exception& e) {
+        // A catalogue that fails unexpectedly: reported, never a dropped connection.
+        routed = error(http::status::internal_server_error, errorid::kFunctionError, e.what());
+    }
+    if (auto* call = std::get_if<FunctionCall>(&routed)) return std::move(*call);
+    return answer(request, std::get<Reply>(routed));
+}
+
+Response callResponse(const Request& request, CallOutcome outcome) {
+    return answer(request,
+                  Reply{static_cast<http::status>(outcome.fStatus), std::move(outcome.fBody)});
+}
+
+Response handleRequest(const Request& request, const RequestContext& context) {
+    auto routed = routeRequest(request, context);
+    if (auto* response = std::get_if<Response>(&routed)) return std::move(*response);
+    auto& call = std::get<FunctionCall>(routed);
+    CallOutcome outcome;
+    try {
+        outcome = context.fInvoker.invoke(std::move(call.fFunction), std::move(call.fArgs),
+                                          call.fNargout);
+    } catch (const std::exception& e) {
+        // An invoker that fails unexpectedly: reported, never a dropped connection.
+        outcome = {500, errorBody(errorid::kFunctionError, e.what())};
+    }
+    return callResponse(request, std::move(outcome));
 }
 
 namespace {

@@ -1,5 +1,7 @@
 #include "Session.hpp"
 
+#include <variant>
+
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/ssl/error.hpp>
@@ -14,7 +16,9 @@ namespace net = boost::asio;
 
 Session::Session(net::ip::tcp::socket&& socket, net::ssl::context& tls,
                  std::shared_ptr<ServerShared> shared)
-    : fStream(std::move(socket), tls), fShared(std::move(shared)) {
+    : fStream(std::move(socket), tls),
+      fShared(std::move(shared)),
+      fCallTimer(fStream.get_executor()) {
     beast::error_code ec;
     const auto peer = beast::get_lowest_layer(fStream).socket().remote_endpoint(ec);
     fAddress = ec ? std::string("-") : peer.address().to_string();
@@ -97,19 +101,58 @@ void Session::onRead(beast::error_code ec, std::size_t) {
                                                   std::to_string(fShared->fBodyLimit) + " bytes"),
             header.version(), false));
     }
-    Request request = fParser->release();
-    if (request.method() == http::verb::post) {
-        // A call waits for the interpreter: never on an I/O thread.
-        net::post(fShared->fCallPool, [self = shared_from_this(), request = std::move(request)] {
-            Response response = handleRequest(request, self->fShared->fContext);
-            net::post(self->fStream.get_executor(),
-                      [self, response = std::move(response)]() mutable {
-                          self->doWrite(std::move(response));
-                      });
+    fRequest = fParser->release();
+    auto routed = routeRequest(fRequest, fShared->fContext);
+    if (auto* call = std::get_if<FunctionCall>(&routed)) return startCall(std::move(*call));
+    doWrite(std::move(std::get<Response>(routed)));
+}
+
+void Session::startCall(FunctionCall call) {
+    // The outcome may come on any thread; it reaches the strand only while the server runs
+    // and the session lives.
+    std::weak_ptr<Session> weak = shared_from_this();
+    auto done = [weak, shared = fShared](CallOutcome outcome) {
+        shared->postToIo([weak, outcome = std::move(outcome)]() mutable {
+            if (auto self = weak.lock())
+                net::dispatch(self->fStream.get_executor(),
+                              [self, outcome = std::move(outcome)]() mutable {
+                                  self->onCallDone(std::move(outcome));
+                              });
         });
-        return;
+    };
+    std::shared_ptr<PendingCall> pending;
+    try {
+        pending = fShared->fContext.fInvoker.start(std::move(call), std::move(done));
+    } catch (const std::exception& e) {
+        return doWrite(callResponse(fRequest, {500, errorBody(errorid::kFunctionError, e.what())}));
     }
-    doWrite(handleRequest(request, fShared->fContext));
+    fCallOut = true;
+    ++fCallSerial;
+    const auto timeout = pending->timeout();
+    if (timeout.count() > 0)
+        fCallTimer.expires_after(timeout);
+    else
+        fCallTimer.expires_at(std::chrono::steady_clock::time_point::max());
+    awaitCall(std::move(pending));
+}
+
+void Session::awaitCall(std::shared_ptr<PendingCall> pending) {
+    fCallTimer.async_wait([self = shared_from_this(), serial = fCallSerial,
+                           pending = std::move(pending)](beast::error_code ec) mutable {
+        // Cancelled by onCallDone, or expired just as the outcome arrived.
+        if (ec == net::error::operation_aborted || !self->fCallOut || self->fCallSerial != serial)
+            return;
+        pending->expire();
+        // The 503 is on its way to onCallDone: keep holding the session until it arrives.
+        self->fCallTimer.expires_at(std::chrono::steady_clock::time_point::max());
+        self->awaitCall(std::move(pending));
+    });
+}
+
+void Session::onCallDone(CallOutcome outcome) {
+    fCallOut = false;
+    fCallTimer.cancel();
+    doWrite(callResponse(fRequest, std::move(outcome)));
 }
 
 void Session::doWrite(Response response) {

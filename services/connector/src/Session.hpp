@@ -1,11 +1,13 @@
 // One TLS connection of the connector (internal). The shape of Beast's asynchronous TLS
 // server: every step runs on the connection's strand, the session keeps itself alive through
 // shared_from_this in each pending handler, each doX starts an operation with a time-out and
-// its onX continues; any error ends in one place (fail). A request that waits for the
-// interpreter is handled on the server's call pool, its response written back on the strand.
+// its onX continues; any error ends in one place (fail). A function call is started with the
+// invoker and nothing waits for it: its outcome comes back to the strand through the server
+// (ServerShared::postToIo), and until then the call timer holds the session.
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,6 +15,7 @@
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/parser.hpp>
@@ -33,6 +36,9 @@ class Session : public std::enable_shared_from_this<Session> {
     void onHandshake(boost::beast::error_code ec);
     void doRead();
     void onRead(boost::beast::error_code ec, std::size_t bytes);
+    void startCall(FunctionCall call);
+    void awaitCall(std::shared_ptr<PendingCall> pending);
+    void onCallDone(CallOutcome outcome);
     void doWrite(Response response);
     void onWrite(boost::beast::error_code ec, std::size_t bytes);
     void doClose();
@@ -46,6 +52,11 @@ class Session : public std::enable_shared_from_this<Session> {
     const std::shared_ptr<ServerShared> fShared;
     boost::beast::flat_buffer fBuffer;
     std::optional<http::request_parser<http::string_body>> fParser;
+    Request fRequest;  // the request being answered
+    // Runs while a call is out: its wait holds the session, and on expiry the call expires.
+    boost::asio::steady_timer fCallTimer;
+    bool fCallOut = false;          // a call is started and its outcome has not arrived
+    std::uint64_t fCallSerial = 0;  // which call the timer's wait belongs to
     Response fResponse;
     std::string fAddress;
     AccessLogEntry fEntry;  // the request being answered

@@ -4,7 +4,10 @@
 // and queries are never written, so neither is a token.
 //
 // The file is "access.log" in the log folder, opened for appending; a log without a folder
-// writes nothing. Threads: write() may be called from any thread; fLock guards the stream.
+// writes nothing. Lines are buffered: the server flushes whenever it has no request in flight
+// (so a quiet server's log is always complete), the buffer goes out by itself when full under
+// continuous load, and the log is flushed when it is destroyed.
+// Threads: write() and flush() may be called from any thread; fLock guards the stream.
 #pragma once
 
 #include <chrono>
@@ -37,6 +40,8 @@ class AccessLog {
     explicit AccessLog(const std::filesystem::path& folder);
 
     void write(const AccessLogEntry& entry);
+    /// Writes out the buffered lines.
+    void flush();
 
   private:
     std::mutex fLock;

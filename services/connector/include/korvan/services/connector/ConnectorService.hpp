@@ -9,7 +9,7 @@
 //   service.stop();
 //
 // Owns: its settings, the current token, the certificate file paths and, while running, the
-// server (listener, I/O threads, call threads). Shares: the catalogue and the invoker.
+// server (listener, I/O threads). Shares: the catalogue and the invoker.
 //
 // Threads: every operation may be called from any thread. fLifecycleLock serialises start,
 // stop and setConfig (held across a start or stop, which may take up to the stop time-out);
@@ -62,8 +62,6 @@ struct Config {
     /// How long stop() lets requests in flight finish.
     std::chrono::milliseconds fStopTimeout{5000};
     unsigned fIoThreads = 2;
-    /// Requests that may wait for the interpreter at once.
-    unsigned fCallThreads = 4;
 };
 
 class ConnectorService {

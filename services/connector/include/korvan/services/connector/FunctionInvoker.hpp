@@ -4,14 +4,21 @@
 //
 // runFunctionCall is that unit of work; it never throws, every failure becomes an outcome with
 // an HTTP status and an error body. FunctionInvoker decides where the work runs:
-// InterpreterInvoker posts it to an interpreter through its command distributor and waits with
-// a time-out (queue full, time-out or no interpreter: 503).
+// InterpreterInvoker posts it to an interpreter through its command distributor (queue full,
+// time-out or no interpreter: 503).
 //
-// Threads: invoke() is called by the server's call threads, several at once; InterpreterInvoker
-// has only constant members.
+// Two ways to call: invoke() blocks until the outcome is there; start() returns at once and
+// hands the outcome to a completion, so that the HTTPS server waits for the interpreter
+// without tying up a thread. InterpreterInvoker::start posts straight to the interpreter; the
+// default start() runs invoke() on a process-wide pool of four threads, for invokers that
+// block (test doubles).
+//
+// Threads: invoke() and start() are called by the server's threads, several at once.
+// InterpreterInvoker has only constant members.
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 
 #include "foundation/json/Value.hpp"
@@ -35,11 +42,38 @@ inline constexpr int kMaxNargout = 64;
 CallOutcome runFunctionCall(const korvan::host::Function& function,
                             const foundation::json::Value& args, int nargout) noexcept;
 
-class FunctionInvoker {
+/// One call to make: what route() found for a POST and what start() takes.
+struct FunctionCall {
+    korvan::host::Function fFunction;
+    foundation::json::Value fArgs;  // a JSON array
+    int fNargout = 1;
+};
+
+/// Receives the outcome of a started call; called exactly once, on whichever thread settles
+/// the call (the interpreter thread, a pool thread, or the caller of expire()).
+using CallCompletion = std::function<void(CallOutcome)>;
+
+/// A call on its way, shared by its starter and the work that runs it. The first of the call's
+/// end, a refusal by the host and expire() settles it; whatever comes later is dropped.
+class PendingCall {
+  public:
+    virtual ~PendingCall() = default;
+    /// How long the starter waits before expire(); zero: no limit (the call bounds itself).
+    virtual std::chrono::milliseconds timeout() const noexcept = 0;
+    /// Settles the call with 503 kTimedOut unless it has settled; a call that has not started
+    /// is withdrawn and never runs. Work that has started runs to its end, its outcome dropped.
+    virtual void expire() = 0;
+};
+
+class FunctionInvoker : public std::enable_shared_from_this<FunctionInvoker> {
   public:
     virtual ~FunctionInvoker() = default;
     virtual CallOutcome invoke(korvan::host::Function function, foundation::json::Value args,
                                int nargout) = 0;
+    /// Starts `call` and returns at once; `done` receives the outcome exactly once. The
+    /// default runs invoke() on the blocking-call pool, holding the invoker while it runs (an
+    /// invoker not owned by a shared_ptr is invoked in place), and its calls never time out.
+    virtual std::shared_ptr<PendingCall> start(FunctionCall call, CallCompletion done);
 };
 
 class InterpreterInvoker : public FunctionInvoker {
@@ -48,6 +82,9 @@ class InterpreterInvoker : public FunctionInvoker {
     InterpreterInvoker(std::shared_ptr<xvm::XVM> vm, std::chrono::milliseconds timeout);
     CallOutcome invoke(korvan::host::Function function, foundation::json::Value args,
                        int nargout) override;
+    /// Posts the call to the interpreter; a refusal (no interpreter, queue full, stopped) is
+    /// settled before start() returns. The returned call's timeout() is this invoker's.
+    std::shared_ptr<PendingCall> start(FunctionCall call, CallCompletion done) override;
 
   private:
     const std::shared_ptr<xvm::XVM> fVM;

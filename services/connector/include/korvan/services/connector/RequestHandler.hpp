@@ -10,13 +10,16 @@
 // never read, so a token there is not accepted. Errors are
 // {"error":{"identifier":"...","message":"..."}} with the statuses listed in ErrorIds below.
 //
-// Threads: handleRequest may run on several threads at once; it only reads `context`. A POST
-// to a function blocks for the length of the call (FunctionInvoker).
+// Threads: routeRequest and handleRequest may run on several threads at once; they only read
+// `context`. routeRequest never waits; handleRequest's POST to a function blocks for the
+// length of the call (FunctionInvoker::invoke). The HTTPS server routes, then starts the call
+// with FunctionInvoker::start and answers with callResponse when it settles.
 #pragma once
 
 #include <functional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include <boost/beast/http/message.hpp>
@@ -73,7 +76,16 @@ foundation::json::Value errorBody(std::string_view identifier, std::string_view 
 Response jsonResponse(http::status status, const foundation::json::Value& body, unsigned version,
                       bool keepAlive);
 
-/// The answer to `request`.
+/// What a request needs: its answer, found at once (health, listings, every refusal), or the
+/// function call whose outcome is the answer (a POST naming a function, with a valid body).
+std::variant<Response, FunctionCall> routeRequest(const Request& request,
+                                                  const RequestContext& context);
+
+/// The answer to `request` from the outcome of its call.
+Response callResponse(const Request& request, CallOutcome outcome);
+
+/// The answer to `request`: routeRequest, then the call through FunctionInvoker::invoke
+/// (blocking) when it needs one.
 Response handleRequest(const Request& request, const RequestContext& context);
 
 /// Whether a Host header value names this machine the way a local-mode connector may be
