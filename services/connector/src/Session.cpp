@@ -20,7 +20,7 @@ Session::Session(net::ip::tcp::socket&& socket, net::ssl::context& tls,
       fShared(std::move(shared)),
       fCallTimer(fStream.get_executor()) {
     beast::error_code ec;
-    const auto peer = beast::get_lowest_layer(fStream).socket().remote_endpoint(ec);
+    const auto peer = fStream.socket().remote_endpoint(ec);
     fAddress = ec ? std::string("-") : peer.address().to_string();
 }
 
@@ -30,12 +30,11 @@ void Session::run() {
 }
 
 void Session::onRun() {
-    beast::get_lowest_layer(fStream).expires_after(fShared->fIoTimeout);
-    fStream.async_handshake(net::ssl::stream_base::server,
-                            beast::bind_front_handler(&Session::onHandshake, shared_from_this()));
+    fStream.expires_after(fShared->fIoTimeout);
+    fStream.async_handshake(beast::bind_front_handler(&Session::onHandshake, shared_from_this()));
 }
 
-void Session::onHandshake(beast::error_code ec) {
+void Session::onHandshake(beast::error_code ec, std::size_t) {
     if (ec) return fail(ec);
     doRead();
 }
@@ -43,7 +42,7 @@ void Session::onHandshake(beast::error_code ec) {
 void Session::doRead() {
     fParser.emplace();
     fParser->body_limit(fShared->fBodyLimit);
-    beast::get_lowest_layer(fStream).expires_after(fShared->fIoTimeout);
+    fStream.expires_after(fShared->fIoTimeout);
     http::async_read(fStream, fBuffer, *fParser,
                      beast::bind_front_handler(&Session::onRead, shared_from_this()));
 }
@@ -157,7 +156,7 @@ void Session::onCallDone(CallOutcome outcome) {
 
 void Session::doWrite(Response response) {
     fResponse = std::move(response);
-    beast::get_lowest_layer(fStream).expires_after(fShared->fIoTimeout);
+    fStream.expires_after(fShared->fIoTimeout);
     http::async_write(fStream, fResponse,
                       beast::bind_front_handler(&Session::onWrite, shared_from_this()));
 }
@@ -179,13 +178,12 @@ void Session::doLinger() {
     // unread data would reset the connection, and a reset can destroy the answer before the
     // peer has read it. So: end our side, then read and drop what still comes, for a short
     // time and up to a bound, until the peer closes.
-    auto& tcp = beast::get_lowest_layer(fStream);
     beast::error_code ignored;
-    tcp.socket().shutdown(net::ip::tcp::socket::shutdown_send, ignored);
-    tcp.expires_after(kLingerTime);
+    fStream.socket().shutdown(net::ip::tcp::socket::shutdown_send, ignored);
+    fStream.expires_after(kLingerTime);
     fDiscard.resize(16 * 1024);
-    tcp.async_read_some(net::buffer(fDiscard),
-                        beast::bind_front_handler(&Session::onLinger, shared_from_this()));
+    fStream.socket().async_read_some(
+        net::buffer(fDiscard), beast::bind_front_handler(&Session::onLinger, shared_from_this()));
 }
 
 void Session::onLinger(beast::error_code ec, std::size_t bytes) {
@@ -193,16 +191,16 @@ void Session::onLinger(beast::error_code ec, std::size_t bytes) {
     // The peer closed, the time is up, or enough was dropped: the socket closes with the
     // session.
     if (ec || fDiscarded > kLingerBytes) return;
-    beast::get_lowest_layer(fStream).async_read_some(
+    fStream.socket().async_read_some(
         net::buffer(fDiscard), beast::bind_front_handler(&Session::onLinger, shared_from_this()));
 }
 
 void Session::doClose() {
-    beast::get_lowest_layer(fStream).expires_after(fShared->fIoTimeout);
+    fStream.expires_after(fShared->fIoTimeout);
     fStream.async_shutdown(beast::bind_front_handler(&Session::onShutdown, shared_from_this()));
 }
 
-void Session::onShutdown(beast::error_code) {
+void Session::onShutdown(beast::error_code, std::size_t) {
     // The peer may close without its own close_notify (a short read): the connection is over
     // either way, and the socket closes with the session.
 }

@@ -17,11 +17,10 @@
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/parser.hpp>
-#include <boost/beast/ssl/ssl_stream.hpp>
 
 #include "ServerShared.hpp"
+#include "TlsStream.hpp"
 
 namespace korvan::services::connector::detail {
 
@@ -33,7 +32,7 @@ class Session : public std::enable_shared_from_this<Session> {
 
   private:
     void onRun();
-    void onHandshake(boost::beast::error_code ec);
+    void onHandshake(boost::beast::error_code ec, std::size_t);
     void doRead();
     void onRead(boost::beast::error_code ec, std::size_t bytes);
     void startCall(FunctionCall call);
@@ -44,11 +43,11 @@ class Session : public std::enable_shared_from_this<Session> {
     void doClose();
     void doLinger();
     void onLinger(boost::beast::error_code ec, std::size_t bytes);
-    void onShutdown(boost::beast::error_code ec);
+    void onShutdown(boost::beast::error_code ec, std::size_t);
     void fail(boost::beast::error_code ec);
 
     // All members are used on the session's strand only.
-    boost::beast::ssl_stream<boost::beast::tcp_stream> fStream;
+    TlsStream fStream;
     const std::shared_ptr<ServerShared> fShared;
     boost::beast::flat_buffer fBuffer;
     std::optional<http::request_parser<http::string_body>> fParser;
