@@ -16,6 +16,7 @@
 #include <cctype>
 #include <iostream>
 #include <system_error>
+#include <unordered_map>
 
 #include "FunctionCallError.hpp"
 #include "korvan/lang/Interpreter.hpp"
@@ -34,9 +35,12 @@ bool isFunctionName(const std::string& name) {
     return true;
 }
 
+using FunctionFile = FolderFunctionCatalog::FunctionFile;
+
 // The functions of one service folder: "name.k" files directly in it.
-std::map<std::string, fs::path, std::less<>> scanService(const fs::path& folder) {
-    std::map<std::string, fs::path, std::less<>> functions;
+std::map<std::string, std::shared_ptr<const FunctionFile>, std::less<>> scanService(
+    const fs::path& folder) {
+    std::map<std::string, std::shared_ptr<const FunctionFile>, std::less<>> functions;
     std::error_code ec;
     for (fs::directory_iterator it(folder, fs::directory_options::skip_permission_denied, ec), end;
          !ec && it != end; it.increment(ec)) {
@@ -45,14 +49,15 @@ std::map<std::string, fs::path, std::less<>> scanService(const fs::path& folder)
         if (file.extension() != ".k" || !it->is_regular_file(fileEc)) continue;
         std::string name = file.stem().string();
         if (isFunctionName(name) && korvan::services::connector::isValidServiceName(name))
-            functions.emplace(std::move(name), file);
+            functions.emplace(std::move(name),
+                              std::make_shared<const FunctionFile>(FunctionFile{folder, file}));
     }
     return functions;
 }
 
 lang::Interpreter& runnerFor(const fs::path& serviceFolder) {
-    thread_local std::map<fs::path, std::unique_ptr<lang::Interpreter>> runners;
-    auto& runner = runners[serviceFolder];
+    thread_local std::unordered_map<std::string, std::unique_ptr<lang::Interpreter>> runners;
+    auto& runner = runners[serviceFolder.native()];
     if (!runner) {
         runner = std::make_unique<lang::Interpreter>(std::cout, std::cerr);
         runner->addPath(serviceFolder);
@@ -112,10 +117,10 @@ std::optional<korvan::host::Function> FolderFunctionCatalog::findFunction(
     if (it == fServices.end()) return std::nullopt;
     auto fn = it->second.find(function);
     if (fn == it->second.end()) return std::nullopt;
-    return korvan::host::Function([folder = fFolder / it->first, file = fn->second](
-                                      int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs) {
-        callFile(folder, file, nlhs, plhs, nrhs, prhs);
-    });
+    return korvan::host::Function(
+        [entry = fn->second](int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs) {
+            callFile(entry->fServiceFolder, entry->fFile, nlhs, plhs, nrhs, prhs);
+        });
 }
 
 void FolderFunctionCatalog::refresh() {

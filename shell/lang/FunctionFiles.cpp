@@ -63,7 +63,7 @@ std::shared_ptr<FunctionDef> FunctionFiles::load(const std::filesystem::path& fi
 std::shared_ptr<FunctionDef> FunctionFiles::fromFile(const std::filesystem::path& file,
                                                      const Stamp& stamp, const std::string& base,
                                                      const std::string& name) {
-    auto cached = fCache.find(file);
+    auto cached = fCache.find(file.native());
     if (cached == fCache.end() || cached->second.fStamp != stamp) {
         std::ifstream in(file, std::ios::binary);
         std::stringstream text;
@@ -72,7 +72,7 @@ std::shared_ptr<FunctionDef> FunctionFiles::fromFile(const std::filesystem::path
         if (program->fFunctions.empty() || program->fFunctions.front()->fName != base)
             langError("FunctionFile", file.string(), base);
         program->fFunctions.front()->fName = name;
-        cached = fCache.insert_or_assign(file, Entry{stamp, program}).first;
+        cached = fCache.insert_or_assign(file.native(), Entry{stamp, program}).first;
     }
     return cached->second.fProgram->fFunctions.front();
 }

@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "korvan/lang/Ast.hpp"
@@ -54,7 +55,7 @@ class FunctionFiles {
 
     std::vector<std::filesystem::path> fFolders;  // "" is the current folder
     std::map<std::string, std::shared_ptr<FunctionDef>> fDefined;
-    std::map<std::filesystem::path, Entry> fCache;
+    std::unordered_map<std::string, Entry> fCache;  // by the file's path as given
 };
 
 }  // namespace korvan::lang

@@ -6,7 +6,10 @@
 
 namespace korvan::services::connector {
 
-std::string formatAccessLogLine(const AccessLogEntry& entry) {
+namespace {
+
+// Appends the line for `entry` to `out`.
+void appendLine(std::string& out, const AccessLogEntry& entry) {
     using namespace std::chrono;
     const auto t = system_clock::to_time_t(entry.fTime);
     const auto millis = duration_cast<milliseconds>(entry.fTime.time_since_epoch()).count() % 1000;
@@ -16,9 +19,19 @@ std::string formatAccessLogLine(const AccessLogEntry& entry) {
     std::snprintf(stamp, sizeof stamp, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", utc.tm_year + 1900,
                   utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
                   static_cast<int>(millis));
-    return std::string(stamp) + ' ' + entry.fAddress + ' ' + entry.fMethod + ' ' + entry.fPath +
-           ' ' + std::to_string(entry.fStatus) + ' ' + std::to_string(entry.fDuration.count()) +
-           "ms";
+    char numbers[48];
+    std::snprintf(numbers, sizeof numbers, " %u %lldms", entry.fStatus,
+                  static_cast<long long>(entry.fDuration.count()));
+    out.append(stamp).append(1, ' ').append(entry.fAddress).append(1, ' ').append(entry.fMethod);
+    out.append(1, ' ').append(entry.fPath).append(numbers);
+}
+
+}  // namespace
+
+std::string formatAccessLogLine(const AccessLogEntry& entry) {
+    std::string line;
+    appendLine(line, entry);
+    return line;
 }
 
 AccessLog::AccessLog(const std::filesystem::path& folder) {
@@ -29,10 +42,14 @@ AccessLog::AccessLog(const std::filesystem::path& folder) {
 }
 
 void AccessLog::write(const AccessLogEntry& entry) {
-    const std::string line = formatAccessLogLine(entry);
+    // One buffer per thread, kept: a line costs no allocation once the buffer has grown.
+    thread_local std::string line;
+    line.clear();
+    appendLine(line, entry);
+    line += '\n';
     std::lock_guard lock(fLock);
     if (!fStream.is_open()) return;
-    fStream << line << '\n';
+    fStream.write(line.data(), static_cast<std::streamsize>(line.size()));
 }
 
 void AccessLog::flush() {

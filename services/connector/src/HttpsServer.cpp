@@ -44,6 +44,9 @@ void HttpsServer::start() {
     // An idle connection gives its read and write buffers (about 34 KiB) back, so that many
     // kept-alive connections cost little memory.
     SSL_CTX_set_mode(fTls.native_handle(), SSL_MODE_RELEASE_BUFFERS);
+    // Read what the socket has in one go instead of a record header and then its body: one
+    // recv per request instead of two.
+    SSL_CTX_set_read_ahead(fTls.native_handle(), 1);
     boost::system::error_code ec;
     fTls.use_certificate_chain_file(fOptions.fCertificate.fCertificate.string(), ec);
     if (!ec)

@@ -34,8 +34,15 @@ class FolderFunctionCatalog final : public korvan::services::connector::Function
                                                        std::string_view function) const override;
     void refresh() override;
 
+    /// One function file of a service: what a call needs, made once per scan and shared by
+    /// the callables handed out (a call copies no paths).
+    struct FunctionFile {
+        std::filesystem::path fServiceFolder;
+        std::filesystem::path fFile;
+    };
+
   private:
-    using Functions = std::map<std::string, std::filesystem::path, std::less<>>;
+    using Functions = std::map<std::string, std::shared_ptr<const FunctionFile>, std::less<>>;
     const std::filesystem::path fFolder;
     mutable std::shared_mutex fLock;
     std::map<std::string, Functions, std::less<>> fServices;  // guarded by fLock
