@@ -153,23 +153,28 @@ std::variant<Reply, FunctionCall> route(const Request& request, const RequestCon
         body.set("services", Value(std::move(services)));
         return Reply{http::status::ok, std::move(body)};
     }
-    const std::string service(parts[1]);
+    const std::string_view service = parts[1];
+    if (parts.size() == 3) {
+        // A call: the function is looked up directly; the service's listing is needed only
+        // to tell an unknown service from an unknown function.
+        auto function = context.fCatalog.findFunction(service, parts[2]);
+        if (!function) {
+            if (!context.fCatalog.functionNames(service))
+                return error(http::status::not_found, errorid::kUnknownService,
+                             "No function service " + printableQuoted(service));
+            return error(http::status::not_found, errorid::kUnknownFunction,
+                         "No function " + printableQuoted(parts[2]) + " in service " +
+                             printableQuoted(service));
+        }
+        if (method != http::verb::post) return methodNotAllowed("POST");
+        return prepareCall(request, std::move(*function));
+    }
     const auto functions = context.fCatalog.functionNames(service);
     if (!functions)
         return error(http::status::not_found, errorid::kUnknownService,
                      "No function service " + printableQuoted(service));
-    if (parts.size() == 2) {
-        if (!isGet) return methodNotAllowed("GET");
-        return Reply{http::status::ok, serviceEntry(service, *functions)};
-    }
-    const std::string name(parts[2]);
-    auto function = context.fCatalog.findFunction(service, name);
-    if (!function)
-        return error(
-            http::status::not_found, errorid::kUnknownFunction,
-            "No function " + printableQuoted(name) + " in service " + printableQuoted(service));
-    if (method != http::verb::post) return methodNotAllowed("POST");
-    return prepareCall(request, std::move(*function));
+    if (!isGet) return methodNotAllowed("GET");
+    return Reply{http::status::ok, serviceEntry(std::string(service), *functions)};
 }
 
 }  // namespace
