@@ -96,6 +96,10 @@ TlsStream::TlsStream(net::ip::tcp::socket&& socket, net::ssl::context& context)
     SSL_set_accept_state(fSsl);
     boost::system::error_code ignored;
     fSocket.non_blocking(true, ignored);
+    // OpenSSL sends each record as it is made (a flight's last handshake messages, the session
+    // tickets, then the answer): without this, Nagle's algorithm holds a small record back
+    // until the peer's delayed acknowledgement, some 40 ms.
+    fSocket.set_option(net::ip::tcp::no_delay(true), ignored);
 }
 
 TlsStream::~TlsStream() {
