@@ -110,9 +110,10 @@ void TlsStream::expires_after(std::chrono::steady_clock::duration timeout) {
     fTimedOut = false;
     fDeadline.expires_after(timeout);
     // The wait never outlives the stream unnoticed: destroying the timer aborts it, and an
-    // aborted wait touches nothing.
-    fDeadline.async_wait([this](const boost::system::error_code& ec) {
-        if (ec) return;
+    // aborted wait touches nothing. A deadline that expired just as it was replaced may still
+    // run: its serial is no longer the stream's, and it is ignored.
+    fDeadline.async_wait([this, serial = ++fDeadlineSerial](const boost::system::error_code& ec) {
+        if (ec || serial != fDeadlineSerial) return;
         fTimedOut = true;
         boost::system::error_code ignored;
         fSocket.cancel(ignored);

@@ -23,6 +23,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include <boost/asio/buffer.hpp>
@@ -160,8 +161,9 @@ class TlsStream {
     boost::asio::ip::tcp::socket fSocket;
     SSL* fSsl = nullptr;
     boost::asio::steady_timer fDeadline;
-    bool fTimedOut = false;       // the deadline passed; cleared by expires_after()
-    std::vector<char> fGathered;  // a write's buffers in one piece, kept for the next write
+    bool fTimedOut = false;             // the deadline passed; cleared by expires_after()
+    std::uint64_t fDeadlineSerial = 0;  // which expires_after() the pending deadline is
+    std::vector<char> fGathered;        // a write's buffers in one piece, kept for the next write
 };
 
 }  // namespace korvan::services::connector::detail
