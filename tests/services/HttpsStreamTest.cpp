@@ -55,9 +55,9 @@ class HttpsStreamTest : public ::testing::Test {
         config.fBodyLimit = 4 * 1024 * 1024;
         config.fIoTimeout = 5s;
         config.fStopTimeout = 2s;
-        // Calls wait at most 150 ms for the interpreter.
         fService = std::make_unique<ConnectorService>(
-            config, catalog, std::make_shared<InterpreterInvoker>(fInterpreter.getXVM(), 150ms));
+            config, catalog,
+            std::make_shared<InterpreterInvoker>(fInterpreter.getXVM(), fCallTimeout));
         fService->start();
         fToken = fService->personalAccessToken();
     }
@@ -88,10 +88,17 @@ class HttpsStreamTest : public ::testing::Test {
         return R"({"args":[")" + text + R"("],"nargout":1})";
     }
 
+    std::chrono::milliseconds fCallTimeout{30s};  // how long a call may wait for the interpreter
     TempFolder fFolder;
     korvan::host::InterpreterThread fInterpreter;
     std::unique_ptr<ConnectorService> fService;
     std::string fToken;
+};
+
+// Calls wait at most 150 ms for the interpreter.
+class HttpsStreamShortCallTest : public HttpsStreamTest {
+  protected:
+    HttpsStreamShortCallTest() { fCallTimeout = 150ms; }
 };
 
 TEST_F(HttpsStreamTest, LargeBodiesCrossManyRecordsBothWays) {
@@ -143,7 +150,7 @@ TEST_F(HttpsStreamTest, AClientLeavingDuringALargeAnswerDoesNotHurtTheServer) {
     EXPECT_EQ(response->body(), R"({"results":["still here"]})");
 }
 
-TEST_F(HttpsStreamTest, ACallOverItsTimeOutIs503AndTheConnectionGoesOn) {
+TEST_F(HttpsStreamShortCallTest, ACallOverItsTimeOutIs503AndTheConnectionGoesOn) {
     gSlowRuns = 0;
     auto c = connect();
     // The first call runs past the time-out; the second waits behind it in the interpreter's
