@@ -218,6 +218,20 @@ TEST_F(RequestHandlerTest, BodiesOfSuccessfulRequests) {
     EXPECT_FALSE(boom["error"]["message"].asString().empty());
 }
 
+// Keeps `thread`'s interpreter busy until the returned flag is set (at most 5 s).
+std::shared_ptr<std::atomic<bool>> occupy(korvan::host::InterpreterThread& thread) {
+    auto release = std::make_shared<std::atomic<bool>>(false);
+    xvm::postTask(
+        thread.getXVM(),
+        [release] {
+            const auto until = std::chrono::steady_clock::now() + 5s;
+            while (!*release && std::chrono::steady_clock::now() < until)
+                std::this_thread::sleep_for(1ms);
+        },
+        "Test");
+    return release;
+}
+
 TEST(InterpreterInvokerTest, HostRefusalsBecome503) {
     registerTestFunctions();
     auto plus = *korvan::host::findFunction("handlerTestPlus");
@@ -229,15 +243,7 @@ TEST(InterpreterInvokerTest, HostRefusalsBecome503) {
 
     // An interpreter that is busy longer than the time-out.
     korvan::host::InterpreterThread thread;
-    auto release = std::make_shared<std::atomic<bool>>(false);
-    xvm::postTask(
-        thread.getXVM(),
-        [release] {
-            const auto until = std::chrono::steady_clock::now() + 5s;
-            while (!*release && std::chrono::steady_clock::now() < until)
-                std::this_thread::sleep_for(1ms);
-        },
-        "Test");
+    auto release = occupy(thread);
     InterpreterInvoker busy(thread.getXVM(), 50ms);
     outcome = busy.invoke(plus, json::parse("[1]"), 1);
     *release = true;
@@ -311,15 +317,7 @@ TEST(InterpreterInvokerTest, StartSettlesEveryCallExactlyOnce) {
     // Expired while it waits behind busy work: 503 at once, withdrawn, never run; the
     // expiry's outcome is the only one even after the interpreter is free again.
     {
-        auto release = std::make_shared<std::atomic<bool>>(false);
-        xvm::postTask(
-            thread.getXVM(),
-            [release] {
-                const auto until = std::chrono::steady_clock::now() + 5s;
-                while (!*release && std::chrono::steady_clock::now() < until)
-                    std::this_thread::sleep_for(1ms);
-            },
-            "Test");
+        auto release = occupy(thread);
         auto ran = std::make_shared<std::atomic<bool>>(false);
         korvan::host::Function marking = [ran](int, kxArray** plhs, int, const kxArray**) {
             *ran = true;

@@ -53,6 +53,11 @@ std::string printableQuoted(std::string_view name) {
     return out + "\"";
 }
 
+Reply unknownService(std::string_view service) {
+    return error(http::status::not_found, errorid::kUnknownService,
+                 "No function service " + printableQuoted(service));
+}
+
 Value namesOf(const std::vector<std::string>& names) {
     Array list;
     for (const auto& n : names) list.push_back(Value(n));
@@ -159,9 +164,7 @@ std::variant<Reply, FunctionCall> route(const Request& request, const RequestCon
         // to tell an unknown service from an unknown function.
         auto function = context.fCatalog.findFunction(service, parts[2]);
         if (!function) {
-            if (!context.fCatalog.functionNames(service))
-                return error(http::status::not_found, errorid::kUnknownService,
-                             "No function service " + printableQuoted(service));
+            if (!context.fCatalog.functionNames(service)) return unknownService(service);
             return error(http::status::not_found, errorid::kUnknownFunction,
                          "No function " + printableQuoted(parts[2]) + " in service " +
                              printableQuoted(service));
@@ -170,9 +173,7 @@ std::variant<Reply, FunctionCall> route(const Request& request, const RequestCon
         return prepareCall(request, std::move(*function));
     }
     const auto functions = context.fCatalog.functionNames(service);
-    if (!functions)
-        return error(http::status::not_found, errorid::kUnknownService,
-                     "No function service " + printableQuoted(service));
+    if (!functions) return unknownService(service);
     if (!isGet) return methodNotAllowed("GET");
     return Reply{http::status::ok, serviceEntry(std::string(service), *functions)};
 }

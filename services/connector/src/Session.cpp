@@ -125,7 +125,6 @@ void Session::startCall(FunctionCall call) {
     } catch (const std::exception& e) {
         return doWrite(callResponse(fRequest, {500, errorBody(errorid::kFunctionError, e.what())}));
     }
-    fCallOut = true;
     ++fCallSerial;
     const auto timeout = pending->timeout();
     if (timeout.count() > 0)
@@ -139,8 +138,7 @@ void Session::awaitCall(std::shared_ptr<PendingCall> pending) {
     fCallTimer.async_wait([self = shared_from_this(), serial = fCallSerial,
                            pending = std::move(pending)](beast::error_code ec) mutable {
         // Cancelled by onCallDone, or expired just as the outcome arrived.
-        if (ec == net::error::operation_aborted || !self->fCallOut || self->fCallSerial != serial)
-            return;
+        if (ec == net::error::operation_aborted || self->fCallSerial != serial) return;
         pending->expire();
         // The 503 is on its way to onCallDone: keep holding the session until it arrives.
         self->fCallTimer.expires_at(std::chrono::steady_clock::time_point::max());
@@ -149,7 +147,7 @@ void Session::awaitCall(std::shared_ptr<PendingCall> pending) {
 }
 
 void Session::onCallDone(CallOutcome outcome) {
-    fCallOut = false;
+    ++fCallSerial;  // the timer's wait, if it already expired, no longer belongs to a call
     fCallTimer.cancel();
     doWrite(callResponse(fRequest, std::move(outcome)));
 }

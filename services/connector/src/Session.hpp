@@ -54,8 +54,7 @@ class Session : public std::enable_shared_from_this<Session> {
     Request fRequest;  // the request being answered
     // Runs while a call is out: its wait holds the session, and on expiry the call expires.
     boost::asio::steady_timer fCallTimer;
-    bool fCallOut = false;          // a call is started and its outcome has not arrived
-    std::uint64_t fCallSerial = 0;  // which call the timer's wait belongs to
+    std::uint64_t fCallSerial = 0;  // which call the timer's wait belongs to; bumped at its end
     Response fResponse;
     std::string fAddress;
     AccessLogEntry fEntry;  // the request being answered
