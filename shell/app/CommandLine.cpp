@@ -1,6 +1,8 @@
 // Parsing the korvan command line and its usage text (see CommandLine.hpp).
 #include "CommandLine.hpp"
 
+#include <string>
+
 namespace korvan::shell {
 namespace {
 
@@ -26,6 +28,20 @@ CommandLine parseCommandLine(const std::vector<std::string>& args, bool stdinIsT
             cl.fMode = CommandLine::Mode::Version;
             return cl;
         }
+        if (!optionsEnded && a == "--function-worker") {
+            if (i + 1 >= args.size())
+                return usageError("option '--function-worker' needs the service folder");
+            cl.fServiceFolder = args[++i];
+            continue;
+        }
+        if (!optionsEnded && a == "--memory-limit-mib") {
+            if (i + 1 >= args.size() ||
+                args[i + 1].find_first_not_of("0123456789") != std::string::npos ||
+                args[i + 1].empty() || args[i + 1].size() > 9)
+                return usageError("option '--memory-limit-mib' needs a whole number of MiB");
+            cl.fMemoryLimitMiB = std::stoul(args[++i]);
+            continue;
+        }
         if (!optionsEnded && a == "--") {
             optionsEnded = true;
             continue;
@@ -43,6 +59,14 @@ CommandLine parseCommandLine(const std::vector<std::string>& args, bool stdinIsT
         cl.fFile = a;
         haveFile = true;
     }
+    if (!cl.fServiceFolder.empty()) {
+        if (haveCode || haveFile)
+            return usageError("a function worker runs no script and no -e CODE");
+        cl.fMode = CommandLine::Mode::FunctionWorker;
+        return cl;
+    }
+    if (cl.fMemoryLimitMiB != 0)
+        return usageError("option '--memory-limit-mib' belongs to '--function-worker'");
     if (haveCode && haveFile) return usageError("give either a script or -e CODE, not both");
     if (haveCode)
         cl.fMode = CommandLine::Mode::Code;
@@ -68,6 +92,11 @@ Options:
   -h, --help             show this text and exit
   --version              show the version and exit
   --                     end of options: the next argument is the script
+
+Started by the REST function connector, not by people:
+  --function-worker FOLDER [--memory-limit-mib N]
+                         a function worker: runs calls of the function service in
+                         FOLDER sent over descriptor 3, with at most N MiB of memory
 
 At the prompt (">> "), a statement that opens a block (if, for, while, try,
 function) continues on the following lines ("..  ") until its end. Ctrl-C

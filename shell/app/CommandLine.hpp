@@ -5,19 +5,33 @@
 //   korvan -e CODE         run CODE
 //   korvan --help | -h     usage
 //   korvan --version       version
+//   korvan --function-worker FOLDER [--memory-limit-mib N]
+//                          a function worker of the connector (started by it, not by people)
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 namespace korvan::shell {
 
 struct CommandLine {
-    enum class Mode { Prompt, Script, Code, StandardInput, Help, Version, UsageError };
+    enum class Mode {
+        Prompt,
+        Script,
+        Code,
+        StandardInput,
+        Help,
+        Version,
+        FunctionWorker,
+        UsageError
+    };
     Mode fMode = Mode::Prompt;
     std::string fFile;   // Script
     std::string fCode;   // Code
     std::string fError;  // UsageError: what was wrong, one sentence
+    std::string fServiceFolder;       // FunctionWorker
+    std::size_t fMemoryLimitMiB = 0;  // FunctionWorker; 0: no limit
 };
 
 /// Reads the arguments after the program name. `stdinIsTerminal` decides between the prompt

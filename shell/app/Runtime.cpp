@@ -13,7 +13,7 @@
 #include "korvan/host/Catalogue.hpp"
 #include "korvan/host/ModuleLoader.hpp"
 #include "korvan/services/client/ConnectorClient.hpp"
-#include "korvan/services/connector/FunctionInvoker.hpp"
+#include "korvan/services/connector/WorkerInvoker.hpp"
 #include "korvan/services/servicehost/HostedConnector.hpp"
 #include "korvan/services/servicehost/ServiceHost.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
@@ -26,9 +26,6 @@ namespace {
 namespace fs = std::filesystem;
 namespace servicehost = korvan::services::servicehost;
 namespace connector = korvan::services::connector;
-
-// How long a function call over HTTPS may wait for, and run on, the interpreter thread.
-constexpr std::chrono::seconds kCallTimeout(30);
 
 // The host's modules: library file and the built-ins it provides, in load order.
 struct ModuleEntry {
@@ -76,9 +73,8 @@ struct Runtime::Impl {
 
     void warn(const std::string& text) { fWarnings << "Warning: " << text << "\n"; }
 
-    void installCatalogues(const fs::path& executable);
     void startSettings();
-    void startServices();
+    void startServices(const fs::path& executable);
     void loadModules(const fs::path& executable);
     void stop() noexcept;
 
@@ -87,13 +83,13 @@ struct Runtime::Impl {
     fs::path fSettingsFolder;
     std::shared_ptr<korvan::services::settings::SettingsStore> fSettings;
     std::shared_ptr<FolderFunctionCatalog> fCatalog;
-    std::shared_ptr<connector::InterpreterInvoker> fInvoker;
+    std::shared_ptr<connector::WorkerInvoker> fInvoker;
     std::shared_ptr<servicehost::ServiceHost> fServiceHost;
     std::unique_ptr<korvan::services::client::ConnectorClientBundle> fClientBundle;
     bool fModulesLoaded = false;
 };
 
-void Runtime::Impl::installCatalogues(const fs::path& executable) {
+void installCatalogues(const fs::path& executable, std::ostream& warnings) {
     auto& catalogue = korvan::host::MessageCatalogue::instance();  // loads the host's folder
     // An installed korvan keeps its catalogues next to its bin folder.
     fs::path installed =
@@ -105,7 +101,7 @@ void Runtime::Impl::installCatalogues(const fs::path& executable) {
         try {
             catalogue.loadFolder(installed);
         } catch (const std::exception& e) {
-            warn(e.what());
+            warnings << "Warning: " << e.what() << "\n";
         }
     }
 }
@@ -120,13 +116,18 @@ void Runtime::Impl::startSettings() {
     }
 }
 
-void Runtime::Impl::startServices() {
+void Runtime::Impl::startServices(const fs::path& executable) {
     auto context = foundation::cppmicroservices::getFramework().GetBundleContext();
     if (fSettings) {
         try {
             fCatalog = std::make_shared<FolderFunctionCatalog>(fSettings->servicesFolder());
-            fInvoker = std::make_shared<connector::InterpreterInvoker>(
-                fVM, std::chrono::duration_cast<std::chrono::milliseconds>(kCallTimeout));
+            connector::WorkerInvokerOptions workers;
+            workers.fCatalog = fCatalog;
+            workers.fExecutable = executable;
+            workers.fServicesFolder = fSettings->servicesFolder();
+            workers.fGlobalSettings =
+                fSettings->folder() / "rest" / connector::kWorkerSettingsFile;
+            fInvoker = std::make_shared<connector::WorkerInvoker>(std::move(workers));
             servicehost::ServiceHostOptions options;
             options.fContext = context;
             options.fSettings = fSettings;
@@ -197,9 +198,9 @@ void Runtime::Impl::stop() noexcept {
 
 Runtime::Runtime(std::shared_ptr<xvm::XVM> vm, const fs::path& executable, std::ostream& warnings)
     : fImpl(std::make_unique<Impl>(std::move(vm), warnings)) {
-    fImpl->installCatalogues(executable);
+    installCatalogues(executable, warnings);
     fImpl->startSettings();
-    fImpl->startServices();
+    fImpl->startServices(executable);
     fImpl->loadModules(executable);
 }
 

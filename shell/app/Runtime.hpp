@@ -4,7 +4,9 @@
 //   2. the settings store on the settings folder ($KORVAN_PREFDIR, else ~/.korvan); a
 //      settings file that could not be read is reported as a warning line
 //   3. the function services from folders (<settings folder>/rest/services)
-//   4. the invoker that runs their calls on this interpreter (30 s time-out)
+//   4. the invoker that runs their calls in function workers (this executable started with
+//      --function-worker; settings in <settings folder>/rest/workers.json and each service's
+//      workers.json)
 //   5. the service host (the hosted REST function connector service and the update-flip
 //      service) in the host's service framework, started
 //   6. the connector client bundle (RestFcnConnectorClient)
@@ -32,11 +34,17 @@ namespace korvan::shell {
 /// ':') when set and not empty, else <folder of the executable>/../lib.
 std::vector<std::filesystem::path> moduleFolders(const std::filesystem::path& executable);
 
+/// Loads the message catalogues installed next to `executable`'s bin folder (the host's own
+/// folder loads by itself); what cannot be loaded is written to `warnings`.
+void installCatalogues(const std::filesystem::path& executable, std::ostream& warnings);
+
 /// The running korvan command's own file (/proc/self/exe), or `fallback` made absolute.
 std::filesystem::path executablePath(const std::filesystem::path& fallback);
 
 class Runtime {
   public:
+    /// `executable` is this korvan command's file: its modules, catalogues and function
+    /// workers are found from it.
     Runtime(std::shared_ptr<xvm::XVM> vm, const std::filesystem::path& executable,
             std::ostream& warnings);
     /// Orderly shutdown: modules unloaded, client bundle

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "CommandLine.hpp"
+#include "FunctionWorker.hpp"
 #include "InterruptSignal.hpp"
 #include "Prompt.hpp"
 #include "Runtime.hpp"
@@ -103,6 +104,10 @@ int main(int argc, char** argv) {
             break;
     }
     try {
+        if (cl.fMode == CommandLine::Mode::FunctionWorker)
+            return korvan::shell::runFunctionWorker(
+                cl.fServiceFolder, cl.fMemoryLimitMiB,
+                korvan::shell::executablePath(argc > 0 ? argv[0] : "korvan"));
         return runMode(cl, korvan::shell::executablePath(argc > 0 ? argv[0] : "korvan"));
     } catch (const std::exception& e) {
         std::cerr << "korvan: " << e.what() << "\n";

@@ -287,7 +287,7 @@ struct Settled {
 TEST(InterpreterInvokerTest, StartSettlesEveryCallExactlyOnce) {
     registerTestFunctions();
     const auto plus = *korvan::host::findFunction("handlerTestPlus");
-    auto call = [&](const char* args) { return FunctionCall{plus, json::parse(args), 1}; };
+    auto call = [&](const char* args) { return FunctionCall{plus, json::parse(args), 1, {}, {}}; };
 
     // No interpreter: refused before start() returns.
     {
@@ -325,7 +325,7 @@ TEST(InterpreterInvokerTest, StartSettlesEveryCallExactlyOnce) {
         };
         Settled settled;
         auto pending =
-            invoker->start(FunctionCall{marking, json::parse("[]"), 1}, settled.completion());
+            invoker->start(FunctionCall{marking, json::parse("[]"), 1, {}, {}}, settled.completion());
         pending->expire();
         EXPECT_EQ(settled.fCount, 1);
         EXPECT_EQ(settled.fOutcome.fStatus, 503u);
@@ -345,7 +345,7 @@ TEST(FunctionInvokerTest, DefaultStartRunsABlockingInvokerOffTheCallersThread) {
     registerTestFunctions();
     const auto plus = *korvan::host::findFunction("handlerTestPlus");
     Settled settled;
-    auto pending = direct->start(FunctionCall{plus, json::parse("[4,5]"), 1}, settled.completion());
+    auto pending = direct->start(FunctionCall{plus, json::parse("[4,5]"), 1, {}, {}}, settled.completion());
     EXPECT_EQ(pending->timeout(), 0ms);  // such calls bound themselves
     ASSERT_TRUE(settled.waitFor(1));
     EXPECT_EQ(writeJson(settled.fOutcome.fBody), R"({"results":[9]})");
@@ -355,7 +355,7 @@ TEST(FunctionInvokerTest, DefaultStartRunsABlockingInvokerOffTheCallersThread) {
     // it is invoked in place.
     DirectInvoker onStack;
     Settled inPlace;
-    onStack.start(FunctionCall{plus, json::parse("[1]"), 1}, inPlace.completion());
+    onStack.start(FunctionCall{plus, json::parse("[1]"), 1, {}, {}}, inPlace.completion());
     EXPECT_EQ(inPlace.fCount, 1);
     EXPECT_EQ(inPlace.fThread, std::this_thread::get_id());
 }

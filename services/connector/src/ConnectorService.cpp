@@ -46,7 +46,15 @@ void ConnectorService::start() {
     RequestContext context{*fCatalog, *fInvoker,
                            [this](std::string_view token) { return checkToken(token); }};
     auto server = std::make_unique<detail::HttpsServer>(options, std::move(context), *log);
-    server->start();  // throws with the reason; the destructor then cleans up
+    // Calls must be servable before the first request can come in.
+    fInvoker->open(server->io(), config.fLogLocation);
+    try {
+        server->start();  // throws with the reason
+    } catch (...) {
+        server->stop();
+        fInvoker->close();
+        throw;
+    }
 
     std::lock_guard lock(fLock);
     fBoundPort = server->port();
@@ -58,7 +66,8 @@ void ConnectorService::start() {
 void ConnectorService::stop() {
     std::lock_guard lifecycle(fLifecycleLock);
     if (!fServer) return;
-    fServer->stop();
+    fServer->stop();    // requests in flight answered (or the stop time-out passed)
+    fInvoker->close();  // then the calls' runners end
     fServer.reset();
     fAccessLog.reset();
     std::lock_guard lock(fLock);

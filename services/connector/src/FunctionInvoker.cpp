@@ -49,6 +49,10 @@ CallOutcome callAndConvert(const korvan::host::Function& function, const Value& 
     try {
         function(nargout, out.data(), static_cast<int>(in.size()), in.data());
         for (kxArray* a : out) owned.emplace_back(a);
+    } catch (const std::bad_alloc&) {
+        for (kxArray* a : out) kxReleaseArray(a);
+        return failure(500, errorid::kOutOfMemory,
+                       "The function needed more memory than it may use");
     } catch (const foundation::core::except::IMsgIDException& e) {
         for (kxArray* a : out) kxReleaseArray(a);
         const std::string id = e.GetID();
@@ -186,6 +190,12 @@ std::shared_ptr<PendingCall> FunctionInvoker::start(FunctionCall call, CallCompl
             done(self->invoke(std::move(call.fFunction), std::move(call.fArgs), call.fNargout));
         });
     return std::make_shared<PooledCall>();
+}
+
+void FunctionInvoker::open(boost::asio::io_context&, const std::filesystem::path&) {}
+
+std::optional<Value> FunctionInvoker::describe(std::string_view) const {
+    return std::nullopt;
 }
 
 InterpreterInvoker::InterpreterInvoker(std::shared_ptr<xvm::XVM> vm,

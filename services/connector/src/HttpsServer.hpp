@@ -49,6 +49,8 @@ class HttpsServer {
     void stop();
 
     std::uint16_t port() const noexcept { return fBoundPort; }
+    /// The I/O context of the server's threads (the function workers' channels run on it).
+    boost::asio::io_context& io() noexcept { return fIo; }
 
   private:
     void doAccept();

@@ -126,7 +126,7 @@ std::variant<Reply, FunctionCall> prepareCall(const Request& request,
                 "\"nargout\" must be a whole number from 0 to " + std::to_string(kMaxNargout));
         nargout = static_cast<int>(d);
     }
-    return FunctionCall{std::move(function), std::move(args), nargout};
+    return FunctionCall{std::move(function), std::move(args), nargout, {}, {}};
 }
 
 std::variant<Reply, FunctionCall> route(const Request& request, const RequestContext& context) {
@@ -152,8 +152,13 @@ std::variant<Reply, FunctionCall> route(const Request& request, const RequestCon
         if (!isGet) return methodNotAllowed("GET");
         Array services;
         for (const auto& name : context.fCatalog.serviceNames())
-            services.push_back(serviceEntry(
-                name, context.fCatalog.functionNames(name).value_or(std::vector<std::string>{})));
+        {
+            Value entry = serviceEntry(
+                name, context.fCatalog.functionNames(name).value_or(std::vector<std::string>{}));
+            if (auto workers = context.fInvoker.describe(name))
+                entry.set("workers", std::move(*workers));
+            services.push_back(std::move(entry));
+        }
         Value body;
         body.set("services", Value(std::move(services)));
         return Reply{http::status::ok, std::move(body)};
@@ -170,7 +175,12 @@ std::variant<Reply, FunctionCall> route(const Request& request, const RequestCon
                              printableQuoted(service));
         }
         if (method != http::verb::post) return methodNotAllowed("POST");
-        return prepareCall(request, std::move(*function));
+        auto prepared = prepareCall(request, std::move(*function));
+        if (auto* call = std::get_if<FunctionCall>(&prepared)) {
+            call->fService = service;
+            call->fName = parts[2];
+        }
+        return prepared;
     }
     const auto functions = context.fCatalog.functionNames(service);
     if (!functions) return unknownService(service);
@@ -189,14 +199,19 @@ Value errorBody(std::string_view identifier, std::string_view message) {
     return body;
 }
 
-Response jsonResponse(http::status status, const Value& body, unsigned version, bool keepAlive) {
+Response jsonTextResponse(http::status status, std::string body, unsigned version,
+                          bool keepAlive) {
     Response response(status, version);
     response.set(http::field::content_type, "application/json");
     response.set(http::field::cache_control, "no-store");
     response.keep_alive(keepAlive);
-    response.body() = writeJson(body);
+    response.body() = std::move(body);
     response.prepare_payload();
     return response;
+}
+
+Response jsonResponse(http::status status, const Value& body, unsigned version, bool keepAlive) {
+    return jsonTextResponse(status, writeJson(body), version, keepAlive);
 }
 
 namespace {
@@ -225,6 +240,10 @@ std::variant<Response, FunctionCall> routeRequest(const Request& request,
 }
 
 Response callResponse(const Request& request, CallOutcome outcome) {
+    if (!outcome.fBodyText.empty())
+        return jsonTextResponse(static_cast<http::status>(outcome.fStatus),
+                                std::move(outcome.fBodyText), request.version(),
+                                request.keep_alive());
     return answer(request,
                   Reply{static_cast<http::status>(outcome.fStatus), std::move(outcome.fBody)});
 }

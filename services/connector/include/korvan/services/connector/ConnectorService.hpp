@@ -1,8 +1,8 @@
 // The REST function connector service: an HTTPS server (TLS 1.2 or newer) that lets callers
 // with the personal access token list the function services and call their functions, which
-// run on the interpreter thread. See docs/services/connector-service.md.
+// run in function workers (WorkerInvoker). See docs/services/connector-service.md.
 //
-//   ConnectorService service(config, catalog, std::make_shared<InterpreterInvoker>(vm, 30s));
+//   ConnectorService service(config, catalog, std::make_shared<WorkerInvoker>(options));
 //   service.start();                    // throws std::runtime_error saying why it could not
 //   service.baseUrl();                  // "https://localhost:9920/v1"
 //   service.personalAccessToken();      // 64 hex characters, valid 30 days from first use
@@ -73,10 +73,12 @@ class ConnectorService {
     ConnectorService& operator=(const ConnectorService&) = delete;
 
     /// Starts listening; a second start while running does nothing. Issues a token and
-    /// generates a certificate first when there is none yet. Throws std::runtime_error with the
-    /// reason (port in use, permission, bad certificate, log folder).
+    /// generates a certificate first when there is none yet, and opens the invoker (the
+    /// function workers). Throws std::runtime_error with the reason (port in use, permission,
+    /// bad certificate, log folder, worker settings, workers that do not start).
     void start();
-    /// Closes the listener at once and lets requests in flight finish (Config::fStopTimeout).
+    /// Closes the listener at once, lets requests in flight finish (Config::fStopTimeout),
+    /// then closes the invoker (every function worker ends).
     void stop();
     Status status() const;
 

@@ -18,8 +18,14 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <boost/asio/io_context.hpp>
 
 #include "foundation/json/Value.hpp"
 #include "korvan/host/Functions.hpp"
@@ -29,8 +35,15 @@ namespace korvan::services::connector {
 
 /// HTTP status and JSON body of an answered call.
 struct CallOutcome {
+    CallOutcome() = default;
+    CallOutcome(unsigned status, foundation::json::Value body)
+        : fStatus(status), fBody(std::move(body)) {}
+
     unsigned fStatus = 200;
     foundation::json::Value fBody;
+    /// The body as JSON text when whoever ran the call wrote it already (a function worker);
+    /// used as it stands instead of fBody when not empty.
+    std::string fBodyText;
 };
 
 /// The largest nargout a request may ask for.
@@ -44,9 +57,11 @@ CallOutcome runFunctionCall(const korvan::host::Function& function,
 
 /// One call to make: what route() found for a POST and what start() takes.
 struct FunctionCall {
-    korvan::host::Function fFunction;
-    foundation::json::Value fArgs;  // a JSON array
+    korvan::host::Function fFunction;  // the in-process callable (InterpreterInvoker)
+    foundation::json::Value fArgs;     // a JSON array
     int fNargout = 1;
+    std::string fService;  // the names the call was routed by (function workers)
+    std::string fName;
 };
 
 /// Receives the outcome of a started call; called exactly once, on whichever thread settles
@@ -74,6 +89,17 @@ class FunctionInvoker : public std::enable_shared_from_this<FunctionInvoker> {
     /// default runs invoke() on the blocking-call pool, holding the invoker while it runs (an
     /// invoker not owned by a shared_ptr is invoked in place), and its calls never time out.
     virtual std::shared_ptr<PendingCall> start(FunctionCall call, CallCompletion done);
+
+    /// Called by the connector service at each start, before it listens: `io` is the server's
+    /// I/O context (completions may run on its threads), `logFolder` the connector's log
+    /// folder (empty: no logs). Throws std::runtime_error saying why calls cannot be served
+    /// (invalid settings, workers that do not start); the start then fails. Default: nothing.
+    virtual void open(boost::asio::io_context& io, const std::filesystem::path& logFolder);
+    /// Called at each stop once the server's threads have ended: undoes open(). Default:
+    /// nothing.
+    virtual void close() noexcept {}
+    /// What `service`'s calls run with, for GET /v1/services; nullopt: nothing to show.
+    virtual std::optional<foundation::json::Value> describe(std::string_view service) const;
 };
 
 class InterpreterInvoker : public FunctionInvoker {

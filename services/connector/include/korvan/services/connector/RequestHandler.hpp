@@ -3,7 +3,9 @@
 //
 // Routes (under the fixed API prefix kApiPrefix, so BaseUrl is https://<host>:<port>/v1):
 //   GET  /v1/health                        no token; {"status":"ok"}
-//   GET  /v1/services                      {"services":[{"name":..,"functions":[..]},..]}
+//   GET  /v1/services                      {"services":[{"name":..,"functions":[..],
+//                                           "workers":{..}},..]} ("workers" when calls run
+//                                           in function workers: their settings)
 //   GET  /v1/services/<service>            {"name":..,"functions":[..]}
 //   POST /v1/services/<service>/<function> body {"args":[..],"nargout":N} -> {"results":[..]}
 // Every route but health needs "Authorization: Bearer <token>"; the query part of a URL is
@@ -56,6 +58,8 @@ inline constexpr const char* kHostNotAllowed = "KORVAN:connector:HostNotAllowed"
 inline constexpr const char* kHeaderTooLarge = "KORVAN:connector:HeaderTooLarge";      // 431
 inline constexpr const char* kFunctionError = "KORVAN:connector:FunctionError";        // 500
 inline constexpr const char* kInvalidResult = "KORVAN:connector:InvalidResult";        // 500
+inline constexpr const char* kWorkerCrashed = "KORVAN:connector:WorkerCrashed";        // 500
+inline constexpr const char* kOutOfMemory = "KORVAN:connector:OutOfMemory";            // 500
 inline constexpr const char* kQueueFull = "KORVAN:connector:QueueFull";                // 503
 inline constexpr const char* kTimedOut = "KORVAN:connector:TimedOut";                  // 503
 inline constexpr const char* kUnavailable = "KORVAN:connector:Unavailable";            // 503
@@ -71,6 +75,10 @@ struct RequestContext {
 
 /// {"error":{"identifier":..,"message":..}}.
 foundation::json::Value errorBody(std::string_view identifier, std::string_view message);
+
+/// A response whose body is the JSON text `body`, as it stands.
+Response jsonTextResponse(http::status status, std::string body, unsigned version,
+                          bool keepAlive);
 
 /// A JSON response with the request's HTTP version and keep-alive choice.
 Response jsonResponse(http::status status, const foundation::json::Value& body, unsigned version,

@@ -1,0 +1,187 @@
+#include "FunctionWorker.hpp"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <ctime>
+#include <iostream>
+#include <streambuf>
+#include <string>
+
+#include "InterruptSignal.hpp"
+#include "Runtime.hpp"
+#include "foundation/json/Parser.hpp"
+#include "korvan/host/Warnings.hpp"
+#include "korvan/lang/Interpreter.hpp"
+#include "korvan/services/connector/FunctionInvoker.hpp"
+#include "korvan/services/connector/JsonValues.hpp"
+#include "korvan/services/connector/RequestHandler.hpp"
+#include "korvan/services/connector/WorkerProtocol.hpp"
+#include "korvan/shell/FolderFunctionCatalog.hpp"
+#include "xvm/XVM.hpp"
+
+namespace korvan::shell {
+namespace {
+
+namespace connector = korvan::services::connector;
+namespace protocol = korvan::services::connector::worker;
+
+constexpr int kChannel = 3;
+constexpr int kLog = STDOUT_FILENO;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+#else
+constexpr bool kSanitized = false;
+#endif
+
+// "2026-11-24T06:01:02.345Z"
+std::string utcNow() {
+    const auto now = std::chrono::system_clock::now();
+    const std::time_t t = std::chrono::system_clock::to_time_t(now);
+    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()) % 1000;
+    std::tm tm{};
+    ::gmtime_r(&t, &tm);
+    char buf[80];
+    std::snprintf(buf, sizeof buf, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", tm.tm_year + 1900,
+                  tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec,
+                  static_cast<int>(ms.count()));
+    return buf;
+}
+
+// Turns what is printed into whole log lines tagged with the call that printed them, each
+// written with one write() so that the lines of several workers never interleave.
+class CallLog : public std::streambuf {
+  public:
+    void setCall(std::string tag) {
+        flushLine();
+        fTag = std::move(tag);
+    }
+    void writeLine(std::string_view text) {
+        std::string line = utcNow() + " " + fTag + ": ";
+        line.append(text);
+        line.push_back('\n');
+        std::string_view rest(line);
+        while (!rest.empty()) {
+            const ssize_t n = ::write(kLog, rest.data(), rest.size());
+            if (n <= 0) return;  // a log that cannot be written loses the line, not the call
+            rest.remove_prefix(static_cast<std::size_t>(n));
+        }
+    }
+    void flushLine() {
+        if (!fLine.empty()) writeLine(fLine);
+        fLine.clear();
+    }
+
+  protected:
+    int_type overflow(int_type c) override {
+        if (c == traits_type::eof()) return c;
+        if (c == '\n') {
+            writeLine(fLine);
+            fLine.clear();
+        } else {
+            fLine.push_back(static_cast<char>(c));
+        }
+        return c;
+    }
+    std::streamsize xsputn(const char* s, std::streamsize n) override {
+        for (std::streamsize i = 0; i < n; ++i) overflow(static_cast<unsigned char>(s[i]));
+        return n;
+    }
+    int sync() override { return 0; }
+
+  private:
+    std::string fTag = "worker";
+    std::string fLine;
+};
+
+// Runs one request and gives the answer to send.
+protocol::CallAnswer runCall(FolderFunctionCatalog& catalog, const std::string& service,
+                             const protocol::CallRequest& request) {
+    protocol::CallAnswer answer;
+    answer.fCall = request.fCall;
+    auto function = catalog.findFunction(service, request.fFunction);
+    if (!function) {
+        catalog.refresh();  // a file added since the last look
+        function = catalog.findFunction(service, request.fFunction);
+    }
+    connector::CallOutcome outcome;
+    if (!function) {
+        outcome = {404, connector::errorBody(connector::errorid::kUnknownFunction,
+                                             "No function \"" + request.fFunction +
+                                                 "\" in service \"" + service + "\"")};
+    } else {
+        foundation::json::Value args;
+        try {
+            args = foundation::json::parse(request.fArgs);
+        } catch (const std::exception&) {
+            args = foundation::json::Value();  // refused below
+        }
+        if (!args.isArray())
+            outcome = {400, connector::errorBody(connector::errorid::kInvalidRequest,
+                                                 "\"args\" must be an array")};
+        else
+            outcome = connector::runFunctionCall(*function, args,
+                                                 static_cast<int>(request.fNargout));
+    }
+    answer.fStatus = outcome.fStatus;
+    answer.fBody = outcome.fBodyText.empty() ? connector::writeJson(outcome.fBody)
+                                             : std::move(outcome.fBodyText);
+    return answer;
+}
+
+}  // namespace
+
+int runFunctionWorker(const std::filesystem::path& serviceFolder, std::size_t memoryLimitMiB,
+                      const std::filesystem::path& executable) {
+    auto vm = xvm::Factory::createXVM();
+    xvm::CurrentXVMScope current(vm);
+    InterruptSignal::install();
+    installCatalogues(executable, std::cerr);
+
+    CallLog log;
+    std::cout.rdbuf(&log);
+    std::cerr.rdbuf(&log);
+    korvan::host::setWarningSink([&log](const std::string& line) {
+        log.writeLine(std::string_view(line).substr(0, line.find_last_not_of('\n') + 1));
+    });
+
+    const std::filesystem::path folder = std::filesystem::absolute(serviceFolder).lexically_normal();
+    const std::string service = folder.filename().string();
+    FolderFunctionCatalog catalog(folder.parent_path());
+
+    if (memoryLimitMiB > 0 && !kSanitized) {
+        // Set last: the limit is on the address space, and starting up maps libraries.
+        const rlim_t bytes = static_cast<rlim_t>(memoryLimitMiB) * 1024 * 1024;
+        const rlimit limit{bytes, bytes};
+        if (::setrlimit(RLIMIT_AS, &limit) != 0) {
+            log.writeLine("the memory limit could not be set");
+            return 1;
+        }
+    }
+    if (!protocol::writeAll(kChannel, protocol::encode(protocol::CallAnswer{})))
+        return 0;  // the connector went away while we started
+    for (;;) {
+        auto payload = protocol::readFrame(kChannel);
+        if (!payload) return 0;  // the connector closed the channel: it is done with us
+        auto request = protocol::decodeRequest(*payload);
+        if (!request) return 1;
+        // An interrupt meant for the previous call (it ended just before the signal) must not
+        // stop this one.
+        InterruptSignal::consume();
+        korvan::lang::Interpreter::clearInterrupt();
+        log.setCall(service + "/" + request->fFunction + " #" + std::to_string(request->fCall));
+        protocol::CallAnswer answer = runCall(catalog, service, *request);
+        log.flushLine();
+        if (!protocol::writeAll(kChannel, protocol::encode(answer))) return 0;
+    }
+}
+
+}  // namespace korvan::shell
