@@ -1,16 +1,12 @@
 // Function services from folders (see FolderFunctionCatalog.hpp).
 //
-// Which interpreter runs a call: one language interpreter per service folder and per
-// interpreter thread, made on the first call and kept for the thread's life, writing to the
-// process's standard output and error. Not the person's own interpreter, because:
-//   - a remote caller must neither see nor change the person's workspace;
-//   - the person's interpreter is not always running a statement when the call arrives (the
-//     prompt serves posted work between lines), so there may be no interpreter to borrow;
-//   - with the service's folder on its search path, a function of the service can call the
-//     service's other function files, and never another service's.
-// Thread-local, because an interpreter belongs to one thread and the calls arrive on the
-// interpreter thread only. A call nested in another (a function that pauses while a second
-// request comes in) runs in the same interpreter in a fresh scope of its own.
+// Which interpreter runs a call: one language interpreter per service folder and per thread,
+// made on the first call and kept for the thread's life, writing to the process's standard
+// output and error (in a function worker: its function log). A fresh interpreter rather than
+// any other, because a remote caller must see no workspace but the call's own, and with the
+// service's folder on its search path a function of the service can call the service's other
+// function files, and never another service's. Thread-local, because an interpreter belongs to
+// one thread; each call runs in a fresh scope of its own.
 #include "korvan/shell/FolderFunctionCatalog.hpp"
 
 #include <cctype>

@@ -4,12 +4,13 @@
 //
 // The folders are scanned when the catalogue is built and again on refresh() (the connector's
 // "refreshServices"); folders and files whose names are not usable in a URL are skipped. A call
-// runs the function file through the language's interpreter (callFunctionFile), on the
-// interpreter thread where the connector's invoker runs it, reading the file as it is at the
-// time of the call.
+// runs the function file through the language's interpreter (callFunctionFile), in the
+// function worker process that runs the call (korvan --function-worker), reading the file as
+// it is at the time of the call. The connector's own catalogue only lists names.
 //
 // Threads: serviceNames/functionNames/findFunction/refresh from any thread; fLock (reader-writer)
-// guards fServices. The callables it hands out run on the interpreter thread only.
+// guards fServices. The callables it hands out run on the thread that owns the interpreter
+// (a worker's main thread).
 #pragma once
 
 #include <filesystem>
