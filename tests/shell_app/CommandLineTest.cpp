@@ -30,6 +30,8 @@ TEST_P(ParseTest, ReadsTheArguments) {
         EXPECT_EQ(cl.fFile, c.fFileOrCode);
     } else if (c.fMode == Mode::Code) {
         EXPECT_EQ(cl.fCode, c.fFileOrCode);
+    } else if (c.fMode == Mode::FunctionWorker) {
+        EXPECT_EQ(cl.fServiceFolder + " " + std::to_string(cl.fMemoryLimitMiB), c.fFileOrCode);
     } else if (c.fMode == Mode::UsageError) {
         EXPECT_NE(cl.fError.find(c.fFileOrCode), std::string::npos) << cl.fError;
     }
@@ -52,7 +54,18 @@ INSTANTIATE_TEST_SUITE_P(
                       ParseCase{{"-e"}, true, Mode::UsageError, "-e"},
                       ParseCase{{"-e", "1", "-e", "2"}, true, Mode::UsageError, "more than once"},
                       ParseCase{{"a.k", "b.k"}, true, Mode::UsageError, "b.k"},
-                      ParseCase{{"-e", "1", "a.k"}, true, Mode::UsageError, "not both"}),
+                      ParseCase{{"-e", "1", "a.k"}, true, Mode::UsageError, "not both"},
+                      ParseCase{{"--function-worker", "/s/lab", "--memory-limit-mib", "512"},
+                                false, Mode::FunctionWorker, "/s/lab 512"},
+                      ParseCase{{"--function-worker", "/s/lab"}, true, Mode::FunctionWorker,
+                                "/s/lab 0"},
+                      ParseCase{{"--function-worker"}, true, Mode::UsageError, "service folder"},
+                      ParseCase{{"--function-worker", "/s", "a.k"}, true, Mode::UsageError,
+                                "no script"},
+                      ParseCase{{"--function-worker", "/s", "--memory-limit-mib", "1e3"}, true,
+                                Mode::UsageError, "whole number"},
+                      ParseCase{{"--memory-limit-mib", "512"}, true, Mode::UsageError,
+                                "belongs to '--function-worker'"}),
     [](const auto& info) { return "case" + std::to_string(info.index); });
 
 // ---- the executable ------------------------------------------------------------------------
