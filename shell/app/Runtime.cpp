@@ -83,7 +83,6 @@ struct Runtime::Impl {
     fs::path fSettingsFolder;
     std::shared_ptr<korvan::services::settings::SettingsStore> fSettings;
     std::shared_ptr<FolderFunctionCatalog> fCatalog;
-    std::shared_ptr<connector::WorkerInvoker> fInvoker;
     std::shared_ptr<servicehost::ServiceHost> fServiceHost;
     std::unique_ptr<korvan::services::client::ConnectorClientBundle> fClientBundle;
     bool fModulesLoaded = false;
@@ -127,12 +126,14 @@ void Runtime::Impl::startServices(const fs::path& executable) {
             workers.fServicesFolder = fSettings->servicesFolder();
             workers.fGlobalSettings =
                 fSettings->folder() / "rest" / connector::kWorkerSettingsFile;
-            fInvoker = std::make_shared<connector::WorkerInvoker>(std::move(workers));
+            // Each connector instance (a flip makes a new one) gets pools of its own, so the
+            // instance going down never ends the workers of the one coming up.
             servicehost::ServiceHostOptions options;
             options.fContext = context;
             options.fSettings = fSettings;
-            options.fFactory = [settings = fSettings, catalog = fCatalog, invoker = fInvoker] {
-                return std::make_shared<servicehost::HostedConnector>(settings, catalog, invoker);
+            options.fFactory = [settings = fSettings, catalog = fCatalog, workers] {
+                return std::make_shared<servicehost::HostedConnector>(
+                    settings, catalog, std::make_shared<connector::WorkerInvoker>(workers));
             };
             fServiceHost = std::make_shared<servicehost::ServiceHost>(std::move(options));
             fServiceHost->start();
@@ -191,7 +192,6 @@ void Runtime::Impl::stop() noexcept {
         }
         fServiceHost.reset();
     }
-    fInvoker.reset();
     fCatalog.reset();
     fSettings.reset();
 }

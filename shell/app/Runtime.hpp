@@ -4,9 +4,9 @@
 //   2. the settings store on the settings folder ($KORVAN_PREFDIR, else ~/.korvan); a
 //      settings file that could not be read is reported as a warning line
 //   3. the function services from folders (<settings folder>/rest/services)
-//   4. the invoker that runs their calls in function workers (this executable started with
-//      --function-worker; settings in <settings folder>/rest/workers.json and each service's
-//      workers.json)
+//   4. the function workers that run their calls: this executable started with
+//      --function-worker, pools of their own for each connector instance; settings in
+//      <settings folder>/rest/workers.json and each service's workers.json
 //   5. the service host (the hosted REST function connector service and the update-flip
 //      service) in the host's service framework, started
 //   6. the connector client bundle (RestFcnConnectorClient)
