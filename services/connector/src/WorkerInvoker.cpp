@@ -61,11 +61,12 @@ std::shared_ptr<detail::WorkerPool> WorkerInvoker::makePool(boost::asio::io_cont
                          std::to_string(settings.fMemoryLimitMiB)};
     if (kAddressSanitizer) {
         // The sanitizer's allocator reserves far more address space than any limit allows;
-        // in its builds the limit holds for each allocation instead.
+        // in its builds the limit holds for each allocation instead, and one beyond it ends
+        // the worker (the sanitizer's report is in the function log).
         const char* own = std::getenv("ASAN_OPTIONS");
         launch.fEnvironment.push_back(
             std::string("ASAN_OPTIONS=") + (own && *own ? std::string(own) + ":" : "") +
-            "allocator_may_return_null=1:max_allocation_size_mb=" +
+            "max_allocation_size_mb=" +
             std::to_string(settings.fMemoryLimitMiB));
     }
     launch.fOutput = log;
