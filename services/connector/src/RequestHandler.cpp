@@ -101,7 +101,8 @@ std::optional<Reply> checkAuthorization(const Request& request, const RequestCon
 
 // The call a POST asks for, or the refusal of its body.
 std::variant<Reply, FunctionCall> prepareCall(const Request& request,
-                                              korvan::host::Function function) {
+                                              korvan::host::Function function,
+                                              std::string_view service, std::string_view name) {
     Value body;
     try {
         body = foundation::json::parse(request.body());
@@ -126,7 +127,8 @@ std::variant<Reply, FunctionCall> prepareCall(const Request& request,
                 "\"nargout\" must be a whole number from 0 to " + std::to_string(kMaxNargout));
         nargout = static_cast<int>(d);
     }
-    return FunctionCall{std::move(function), std::move(args), nargout, {}, {}};
+    return FunctionCall{std::move(function), std::move(args), nargout, std::string(service),
+                        std::string(name)};
 }
 
 std::variant<Reply, FunctionCall> route(const Request& request, const RequestContext& context) {
@@ -151,8 +153,7 @@ std::variant<Reply, FunctionCall> route(const Request& request, const RequestCon
     if (parts.size() == 1) {
         if (!isGet) return methodNotAllowed("GET");
         Array services;
-        for (const auto& name : context.fCatalog.serviceNames())
-        {
+        for (const auto& name : context.fCatalog.serviceNames()) {
             Value entry = serviceEntry(
                 name, context.fCatalog.functionNames(name).value_or(std::vector<std::string>{}));
             if (auto workers = context.fInvoker.describe(name))
@@ -175,12 +176,7 @@ std::variant<Reply, FunctionCall> route(const Request& request, const RequestCon
                              printableQuoted(service));
         }
         if (method != http::verb::post) return methodNotAllowed("POST");
-        auto prepared = prepareCall(request, std::move(*function));
-        if (auto* call = std::get_if<FunctionCall>(&prepared)) {
-            call->fService = service;
-            call->fName = parts[2];
-        }
-        return prepared;
+        return prepareCall(request, std::move(*function), service, parts[2]);
     }
     const auto functions = context.fCatalog.functionNames(service);
     if (!functions) return unknownService(service);
