@@ -1,9 +1,12 @@
 #include "FunctionWorker.hpp"
 
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <ctime>
 #include <iostream>
 #include <streambuf>
@@ -27,8 +30,23 @@ namespace {
 namespace connector = korvan::services::connector;
 namespace protocol = korvan::services::connector::worker;
 
-constexpr int kChannel = 3;
+constexpr int kChannel = 3;  // answers to the connector
+constexpr int kCalls = 4;    // the pool's call queue, shared with the other workers
+constexpr int kRunning = 5;  // the running-call page the connector reads
 constexpr int kLog = STDOUT_FILENO;
+
+std::uint64_t* gRunning = nullptr;  // mapped once before the first call
+
+std::uint64_t runningCall() noexcept {
+    return std::atomic_ref<std::uint64_t>(*gRunning).load(std::memory_order_acquire);
+}
+void setRunningCall(std::uint64_t call) noexcept {
+    std::atomic_ref<std::uint64_t>(*gRunning).store(call, std::memory_order_release);
+}
+// A queued SIGINT names the call to stop: one that has already ended is left alone.
+bool isRunningCall(std::uintptr_t call) noexcept {
+    return gRunning && call != 0 && runningCall() == call;
+}
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kSanitized = true;
@@ -46,7 +64,8 @@ constexpr bool kSanitized = false;
 std::string utcNow() {
     const auto now = std::chrono::system_clock::now();
     const std::time_t t = std::chrono::system_clock::to_time_t(now);
-    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()) % 1000;
+    const auto ms =
+        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()) % 1000;
     std::tm tm{};
     ::gmtime_r(&t, &tm);
     char buf[80];
@@ -128,8 +147,8 @@ protocol::CallAnswer runCall(FolderFunctionCatalog& catalog, const std::string& 
             outcome = {400, connector::errorBody(connector::errorid::kInvalidRequest,
                                                  "\"args\" must be an array")};
         else
-            outcome = connector::runFunctionCall(*function, args,
-                                                 static_cast<int>(request.fNargout));
+            outcome =
+                connector::runFunctionCall(*function, args, static_cast<int>(request.fNargout));
     }
     answer.fStatus = outcome.fStatus;
     answer.fBody = outcome.fBodyText.empty() ? connector::writeJson(outcome.fBody)
@@ -143,7 +162,12 @@ int runFunctionWorker(const std::filesystem::path& serviceFolder, std::size_t me
                       const std::filesystem::path& executable) {
     auto vm = xvm::Factory::createXVM();
     xvm::CurrentXVMScope current(vm);
+    void* page =
+        ::mmap(nullptr, sizeof(std::uint64_t), PROT_READ | PROT_WRITE, MAP_SHARED, kRunning, 0);
+    if (page == MAP_FAILED) return 1;
+    gRunning = static_cast<std::uint64_t*>(page);
     InterruptSignal::install();
+    InterruptSignal::setFilter(isRunningCall);
     installCatalogues(executable, std::cerr);
 
     CallLog log;
@@ -153,7 +177,8 @@ int runFunctionWorker(const std::filesystem::path& serviceFolder, std::size_t me
         log.writeLine(std::string_view(line).substr(0, line.find_last_not_of('\n') + 1));
     });
 
-    const std::filesystem::path folder = std::filesystem::absolute(serviceFolder).lexically_normal();
+    const std::filesystem::path folder =
+        std::filesystem::absolute(serviceFolder).lexically_normal();
     const std::string service = folder.filename().string();
     FolderFunctionCatalog catalog(folder.parent_path());
 
@@ -169,17 +194,29 @@ int runFunctionWorker(const std::filesystem::path& serviceFolder, std::size_t me
     if (!protocol::writeAll(kChannel, protocol::encode(protocol::CallAnswer{})))
         return 0;  // the connector went away while we started
     for (;;) {
-        auto payload = protocol::readFrame(kChannel);
-        if (!payload) return 0;  // the connector closed the channel: it is done with us
+        auto payload = protocol::receiveCall(kCalls);
+        if (!payload) return 0;  // the connector closed the call queue: it is done with us
         auto request = protocol::decodeRequest(*payload);
         if (!request) return 1;
-        // An interrupt meant for the previous call (it ended just before the signal) must not
-        // stop this one.
-        InterruptSignal::consume();
+        // An interrupt is meant for the call its signal names (see isRunningCall): a flag left
+        // by one that came as the previous call ended must not stop this one.
         korvan::lang::Interpreter::clearInterrupt();
-        log.setCall(service + "/" + request->fFunction + " #" + std::to_string(request->fCall));
-        protocol::CallAnswer answer = runCall(catalog, service, *request);
-        log.flushLine();
+        // Written before the deadline is read: a time-out that finds the page empty finds
+        // the deadline passed here.
+        setRunningCall(request->fCall);
+        protocol::CallAnswer answer;
+        const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
+            std::chrono::steady_clock::now().time_since_epoch());
+        if (request->fDeadline != 0 &&
+            static_cast<std::uint64_t>(now.count()) >= request->fDeadline) {
+            answer.fCall = request->fCall;
+            answer.fStatus = protocol::kSkipped;
+        } else {
+            log.setCall(service + "/" + request->fFunction + " #" + std::to_string(request->fCall));
+            answer = runCall(catalog, service, *request);
+            log.flushLine();
+        }
+        setRunningCall(0);
         if (!protocol::writeAll(kChannel, protocol::encode(answer))) return 0;
     }
 }

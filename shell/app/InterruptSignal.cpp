@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <mutex>
 #include <system_error>
 
@@ -17,9 +18,15 @@ namespace {
 
 int gPipe[2] = {-1, -1};  // written once by install(), before the handler exists
 std::atomic<bool> gNewline{false};
+std::atomic<InterruptSignal::Filter> gFilter{nullptr};
 static_assert(std::atomic<bool>::is_always_lock_free);
+static_assert(std::atomic<InterruptSignal::Filter>::is_always_lock_free);
 
-extern "C" void onSigint(int) {
+extern "C" void onSigint(int, siginfo_t* info, void*) {
+    if (const auto filter = gFilter.load();
+        filter && info && info->si_code == SI_QUEUE &&
+        !filter(reinterpret_cast<std::uintptr_t>(info->si_value.sival_ptr)))
+        return;
     int saved = errno;
     korvan::lang::Interpreter::requestInterrupt();
     char byte = 'i';
@@ -37,14 +44,18 @@ void InterruptSignal::install() {
         if (::pipe2(gPipe, O_NONBLOCK | O_CLOEXEC) != 0)
             throw std::system_error(errno, std::generic_category(), "pipe2");
         struct sigaction action = {};
-        action.sa_handler = onSigint;
+        action.sa_sigaction = onSigint;
         sigemptyset(&action.sa_mask);
         // Blocking calls of the language resume after the handler; poll() still returns
         // EINTR, which is all the prompt needs.
-        action.sa_flags = SA_RESTART;
+        action.sa_flags = SA_RESTART | SA_SIGINFO;
         if (::sigaction(SIGINT, &action, nullptr) != 0)
             throw std::system_error(errno, std::generic_category(), "sigaction");
     });
+}
+
+void InterruptSignal::setFilter(Filter filter) noexcept {
+    gFilter.store(filter);
 }
 
 void InterruptSignal::setNewlineOnInterrupt(bool on) noexcept {

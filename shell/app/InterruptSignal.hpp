@@ -7,10 +7,16 @@
 // the kernel picks, touching only the flag and the pipe.
 #pragma once
 
+#include <cstdint>
+
 namespace korvan::shell {
 
 class InterruptSignal {
   public:
+    /// Decides whether a SIGINT sent with sigqueue(), carrying `value`, is for this process
+    /// now; must be async-signal-safe.
+    using Filter = bool (*)(std::uintptr_t value) noexcept;
+
     /// Creates the pipe and installs the handler (once per process; later calls do nothing).
     /// Throws std::system_error when the pipe or the handler cannot be set up.
     static void install();
@@ -18,6 +24,10 @@ class InterruptSignal {
     static int readFd() noexcept;
     /// Reads away what the handler wrote; true when a SIGINT came since the last call.
     static bool consume() noexcept;
+    /// With a filter, a SIGINT sent with a value interrupts only when the filter accepts the
+    /// value; others (a kill from the terminal or a person) always interrupt. A function
+    /// worker uses it to let only the call a signal names be stopped.
+    static void setFilter(Filter filter) noexcept;
     /// While on, the handler also writes a newline to standard output, so that the error of
     /// the interrupted statement starts a line of its own after the terminal's "^C".
     static void setNewlineOnInterrupt(bool on) noexcept;

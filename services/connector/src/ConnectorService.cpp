@@ -1,9 +1,11 @@
 #include "korvan/services/connector/ConnectorService.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include <boost/asio/ip/address_v4.hpp>
 
+#include "AvailableCores.hpp"
 #include "HttpsServer.hpp"
 #include "korvan/services/connector/RequestHandler.hpp"
 
@@ -37,7 +39,8 @@ void ConnectorService::start() {
     options.fBodyLimit = config.fBodyLimit;
     options.fIoTimeout = config.fIoTimeout;
     options.fStopTimeout = config.fStopTimeout;
-    options.fIoThreads = std::max(1u, config.fIoThreads);
+    // More I/O threads than cores only makes them take turns.
+    options.fIoThreads = std::clamp(config.fIoThreads, 1u, detail::availableCores());
     // Local mode refuses requests addressed to other names (DNS rebinding from a web page).
     options.fCheckHost = config.fAccessMode == ClientAccessMode::Local;
     if (!config.fHostName.empty()) options.fHostNames.push_back(config.fHostName);

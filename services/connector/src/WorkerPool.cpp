@@ -2,13 +2,17 @@
 
 #include <poll.h>
 #include <signal.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <optional>
 #include <atomic>
+#include <cerrno>
+#include <cstring>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include <boost/asio/local/stream_protocol.hpp>
@@ -26,11 +30,28 @@ namespace net = boost::asio;
 using Clock = std::chrono::steady_clock;
 
 struct Worker {
-    enum class State { Starting, Idle, Busy, Interrupting, Ended };
+    enum class State { Starting, Ready, Ended };
 
     Worker(net::io_context& io, const SpawnedWorker& spawned)
         : fPid(spawned.fPid), fChannel(io), fPidFd(io, spawned.fPidFd), fKillTimer(io) {
         fChannel.assign(net::local::stream_protocol(), spawned.fChannel);
+        void* page =
+            ::mmap(nullptr, kRunningPage, PROT_READ | PROT_WRITE, MAP_SHARED, spawned.fRunning, 0);
+        ::close(spawned.fRunning);
+        if (page == MAP_FAILED) {
+            ::kill(fPid, SIGKILL);
+            reap(fPid);
+            throw std::system_error(errno, std::generic_category(), "mmap");
+        }
+        fPage = static_cast<std::uint64_t*>(page);
+    }
+    ~Worker() { ::munmap(fPage, kRunningPage); }
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+
+    /// The number of the call the worker runs now (0: none), as it wrote it in its page.
+    std::uint64_t running() const noexcept {
+        return std::atomic_ref<std::uint64_t>(*fPage).load(std::memory_order_acquire);
     }
 
     const pid_t fPid;
@@ -39,9 +60,12 @@ struct Worker {
     net::steady_timer fKillTimer;          // an interrupted call's grace period
     // The rest is guarded by the pool's fLock.
     State fState = State::Starting;
-    std::shared_ptr<PoolCall> fCall;  // the call it runs (Busy, Interrupting)
-    std::string fInbox;               // bytes read and not yet a whole frame
+    std::uint64_t fInterrupted = 0;  // the call it was told to stop, until it answers it
+    std::string fInbox;              // bytes read and not yet a whole frame
     std::array<char, 64 * 1024> fReadBuffer{};
+
+  private:
+    std::uint64_t* fPage = nullptr;  // shared with the worker, which writes it
 };
 
 // A call on its way through one pool: in the queue, on a worker, or settled.
@@ -57,9 +81,9 @@ class PoolCall final : public PendingCall, public std::enable_shared_from_this<P
 
     std::chrono::milliseconds timeout() const noexcept override { return fTimeout; }
     void expire() override {
-        if (!settle({503, errorBody(errorid::kTimedOut,
-                                    "The function did not finish within " +
-                                        std::to_string(fTimeout.count()) + " ms")}))
+        if (!settle(
+                {503, errorBody(errorid::kTimedOut, "The function did not finish within " +
+                                                        std::to_string(fTimeout.count()) + " ms")}))
             return;
         if (auto pool = fPool.lock()) pool->expire(shared_from_this());
     }
@@ -102,7 +126,8 @@ CallOutcome failure(unsigned status, const char* id, std::string message) {
 bool awaitReady(int fd, Clock::time_point deadline) {
     pollfd p{fd, POLLIN, 0};
     for (;;) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         if (left.count() <= 0) return false;
         const int n = ::poll(&p, 1, static_cast<int>(left.count()));
         if (n < 0 && errno == EINTR) continue;
@@ -126,13 +151,25 @@ WorkerPool::~WorkerPool() {
 }
 
 std::shared_ptr<Worker> WorkerPool::launch() {
-    const SpawnedWorker spawned = spawnWorker(fLaunch);
+    const SpawnedWorker spawned = spawnWorker(fLaunch, fQueueTake);
     return std::make_shared<Worker>(fIo, spawned);
 }
 
 void WorkerPool::open(bool waitReady) {
     std::lock_guard lock(fLock);
     if (fOpen) return;
+    if (fQueueSend < 0) {
+        int pair[2];
+        if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair) != 0)
+            throw std::runtime_error("The function workers of service \"" + fService +
+                                     "\" could not start: no call queue (" + std::strerror(errno) +
+                                     ")");
+        // Room for many small calls; the kernel caps it at its own maximum.
+        const int room = 1 << 20;
+        ::setsockopt(pair[0], SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+        fQueueSend = pair[0];
+        fQueueTake = pair[1];
+    }
     if (!waitReady) {
         fOpen = true;
         for (unsigned i = 0; i < fSettings.fWorkers; ++i) {
@@ -157,7 +194,7 @@ void WorkerPool::open(bool waitReady) {
     for (auto& w : fWorkers) {
         if (!problem.empty()) break;
         if (awaitReady(w->fChannel.native_handle(), deadline)) {
-            w->fState = Worker::State::Idle;
+            w->fState = Worker::State::Ready;
             continue;
         }
         ::kill(w->fPid, SIGKILL);
@@ -217,6 +254,7 @@ void WorkerPool::onReadable(const std::shared_ptr<Worker>& worker, std::size_t b
             at += worker::kFrameHeader + length;
         }
         worker->fInbox.erase(0, at);
+        pump(settled);
         auto self = shared_from_this();
         worker->fChannel.async_read_some(
             net::buffer(worker->fReadBuffer),
@@ -233,39 +271,44 @@ void WorkerPool::onAnswer(const std::shared_ptr<Worker>& worker, std::string_vie
     if (!answer) return;
     if (answer->fCall == 0) {
         if (worker->fState == Worker::State::Starting) {
-            worker->fState = Worker::State::Idle;
+            worker->fState = Worker::State::Ready;
             fFailedStarts = 0;
-            dispatch(worker);
         }
         return;
     }
-    if (!worker->fCall || worker->fCall->fNumber != answer->fCall) return;  // stale
-    auto call = std::move(worker->fCall);
-    worker->fCall.reset();
-    if (worker->fState == Worker::State::Busy) {
-        CallOutcome outcome;
-        outcome.fStatus = answer->fStatus;
-        outcome.fBodyText = std::move(answer->fBody);
-        settled.push_back({std::move(call), std::move(outcome)});
+    if (worker->fInterrupted == answer->fCall) {
+        worker->fInterrupted = 0;
+        worker->fKillTimer.cancel();
     }
-    // An interrupted call's answer is dropped: its caller already has the 503.
-    worker->fKillTimer.cancel();
-    worker->fState = Worker::State::Idle;
-    dispatch(worker);
+    auto sent = fSent.find(answer->fCall);
+    if (sent == fSent.end()) return;  // stale
+    auto call = std::move(sent->second);
+    fSent.erase(sent);
+    // An interrupted call's answer is dropped by settle(): its caller already has the 503.
+    if (answer->fStatus == worker::kSkipped) return;
+    CallOutcome outcome;
+    outcome.fStatus = answer->fStatus;
+    outcome.fBodyText = std::move(answer->fBody);
+    settled.push_back({std::move(call), std::move(outcome)});
 }
 
-void WorkerPool::dispatch(const std::shared_ptr<Worker>& worker) {
-    while (!fQueue.empty()) {
-        auto call = std::move(fQueue.front());
+void WorkerPool::pump(std::vector<Settling>& settled) {
+    const std::size_t room = std::size_t{fSettings.fWorkers} * kCallsPerWorker;
+    while (!fQueue.empty() && fSent.size() < room && fQueueSend >= 0) {
+        auto& call = fQueue.front();
+        if (call->settled()) {  // expired while it waited
+            fQueue.pop_front();
+            continue;
+        }
+        const auto result = worker::sendCall(fQueueSend, *call->fFrame);
+        if (result == worker::SendResult::Full) return;  // the next answer makes room
+        if (result == worker::SendResult::Sent)
+            fSent.emplace(call->fNumber, call);
+        else
+            settled.push_back({call, failure(503, errorid::kUnavailable,
+                                             "The call could not be handed to a worker (" +
+                                                 std::string(std::strerror(errno)) + ")")});
         fQueue.pop_front();
-        if (call->settled()) continue;  // expired while it waited
-        worker->fCall = call;
-        worker->fState = Worker::State::Busy;
-        net::async_write(worker->fChannel, net::buffer(*call->fFrame),
-                         [frame = call->fFrame](boost::system::error_code, std::size_t) {
-                             // A worker that cannot be written to is ending: its pidfd says so.
-                         });
-        return;
     }
 }
 
@@ -274,36 +317,58 @@ std::shared_ptr<PendingCall> WorkerPool::start(FunctionCall call, CallCompletion
     const std::uint64_t number = numbers.fetch_add(1, std::memory_order_relaxed);
     worker::CallRequest request;
     request.fCall = number;
+    request.fDeadline =
+        static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                       (Clock::now() + fSettings.fCallTimeout).time_since_epoch())
+                                       .count());
     request.fNargout = static_cast<std::uint32_t>(call.fNargout);
     request.fFunction = call.fName;
     request.fArgs = writeJson(call.fArgs);
     auto pending = std::make_shared<PoolCall>(weak_from_this(), number, worker::encode(request),
                                               fSettings.fCallTimeout, std::move(done));
-    std::optional<CallOutcome> refused;
+    std::vector<Settling> settled;
     {
         std::lock_guard lock(fLock);
+        // With fewer calls out than workers, one is free to take this call; else it waits,
+        // behind those waiting here and those on the call queue beyond one per worker.
+        const bool mustWait = fSent.size() + fQueue.size() >= fSettings.fWorkers;
+        const std::size_t waiting =
+            fSent.size() + fQueue.size() -
+            std::min<std::size_t>(fSent.size() + fQueue.size(), fSettings.fWorkers);
         if (!fOpen) {
-            refused = failure(503, errorid::kUnavailable, "The connector is stopping");
-        } else if (fQueue.size() >= fSettings.fQueueLength &&
-                   std::none_of(fWorkers.begin(), fWorkers.end(), [](const auto& w) {
-                       return w->fState == Worker::State::Idle;
-                   })) {
-            refused = failure(503, errorid::kQueueFull,
-                              "All " + std::to_string(fSettings.fWorkers) +
-                                  " workers of service \"" + fService + "\" are busy and " +
-                                  std::to_string(fSettings.fQueueLength) +
-                                  " calls are waiting; try again later");
+            settled.push_back(
+                {pending, failure(503, errorid::kUnavailable, "The connector is stopping")});
+        } else if (mustWait && waiting >= fSettings.fQueueLength) {
+            settled.push_back(
+                {pending, failure(503, errorid::kQueueFull,
+                                  "All " + std::to_string(fSettings.fWorkers) +
+                                      " workers of service \"" + fService + "\" are busy and " +
+                                      std::to_string(fSettings.fQueueLength) +
+                                      " calls are waiting; try again later")});
         } else {
             fQueue.push_back(pending);
-            for (auto& w : fWorkers)
-                if (w->fState == Worker::State::Idle) {
-                    dispatch(w);
-                    break;
-                }
+            pump(settled);
         }
     }
-    if (refused) pending->settle(std::move(*refused));
+    settleAll(settled);
     return pending;
+}
+
+void WorkerPool::interrupt(const std::shared_ptr<Worker>& worker, std::uint64_t call) {
+    worker->fInterrupted = call;
+    // The signal carries the call's number: a worker that has moved on to another call
+    // ignores it.
+    sigval value{};
+    value.sival_ptr = reinterpret_cast<void*>(static_cast<std::uintptr_t>(call));
+    ::sigqueue(worker->fPid, SIGINT, value);
+    worker->fKillTimer.expires_after(kInterruptGrace);
+    worker->fKillTimer.async_wait(
+        [self = shared_from_this(), worker, call](boost::system::error_code ec) {
+            if (ec) return;
+            std::lock_guard lock(self->fLock);
+            if (worker->fState != Worker::State::Ended && worker->running() == call)
+                ::kill(worker->fPid, SIGKILL);  // its pidfd reports the end
+        });
 }
 
 void WorkerPool::expire(const std::shared_ptr<PoolCall>& call) {
@@ -314,19 +379,11 @@ void WorkerPool::expire(const std::shared_ptr<PoolCall>& call) {
         return;
     }
     for (auto& w : fWorkers) {
-        if (w->fCall != call || w->fState != Worker::State::Busy) continue;
-        w->fState = Worker::State::Interrupting;
-        ::kill(w->fPid, SIGINT);
-        w->fKillTimer.expires_after(kInterruptGrace);
-        w->fKillTimer.async_wait(
-            [self = shared_from_this(), w, call](boost::system::error_code ec) {
-                if (ec) return;
-                std::lock_guard lock(self->fLock);
-                if (w->fState == Worker::State::Interrupting && w->fCall == call)
-                    ::kill(w->fPid, SIGKILL);  // its pidfd reports the end
-            });
+        if (w->fState == Worker::State::Ended || w->running() != call->fNumber) continue;
+        interrupt(w, call->fNumber);
         return;
     }
+    // Still on the call queue: the worker that takes it finds its deadline passed.
 }
 
 void WorkerPool::onEnded(const std::shared_ptr<Worker>& worker) {
@@ -336,22 +393,25 @@ void WorkerPool::onEnded(const std::shared_ptr<Worker>& worker) {
         if (worker->fState == Worker::State::Ended) return;
         const auto was = worker->fState;
         const int status = reap(worker->fPid);
+        const std::uint64_t running = worker->running();
         worker->fState = Worker::State::Ended;
         boost::system::error_code ignored;
         worker->fChannel.close(ignored);
         worker->fPidFd.close(ignored);
         worker->fKillTimer.cancel();
-        if (was == Worker::State::Busy && worker->fCall)
+        if (auto sent = running ? fSent.find(running) : fSent.end(); sent != fSent.end()) {
             settled.push_back(
-                {worker->fCall,
+                {sent->second,
                  failure(500, errorid::kWorkerCrashed,
                          "The worker process running the call " + describeWaitStatus(status) +
                              " (a crash, a stack overflow from deep recursion, or a kill); "
                              "a new worker takes its place")});
-        worker->fCall.reset();
+            fSent.erase(sent);
+        }
         if (was == Worker::State::Starting) ++fFailedStarts;
         fWorkers.erase(std::remove(fWorkers.begin(), fWorkers.end(), worker), fWorkers.end());
         if (fOpen) replace();
+        pump(settled);
     }
     settleAll(settled);
 }
@@ -393,25 +453,36 @@ void WorkerPool::close() noexcept {
     {
         std::lock_guard lock(fLock);
         fOpen = false;
+        std::vector<std::uint64_t> running;
         for (auto& w : fWorkers) {
             if (w->fState == Worker::State::Ended) continue;
             ::kill(w->fPid, SIGKILL);
             reap(w->fPid);
+            running.push_back(w->running());
             boost::system::error_code ignored;
             w->fChannel.close(ignored);
             w->fPidFd.close(ignored);
             w->fKillTimer.cancel();
-            if (w->fCall && w->fState == Worker::State::Busy)
-                settled.push_back({w->fCall, failure(503, errorid::kUnavailable,
-                                                     "The connector stopped during the call")});
-            w->fCall.reset();
             w->fState = Worker::State::Ended;
         }
         fWorkers.clear();
+        for (auto& [number, call] : fSent) {
+            const bool began = std::find(running.begin(), running.end(), number) != running.end();
+            settled.push_back(
+                {call, failure(503, errorid::kUnavailable,
+                               began ? "The connector stopped during the call"
+                                     : "The connector stopped before the call began")});
+        }
+        fSent.clear();
         for (auto& call : fQueue)
             settled.push_back({call, failure(503, errorid::kUnavailable,
                                              "The connector stopped before the call began")});
         fQueue.clear();
+        for (int* fd : {&fQueueSend, &fQueueTake})
+            if (*fd >= 0) {
+                ::close(*fd);
+                *fd = -1;
+            }
     }
     settleAll(settled);
 }

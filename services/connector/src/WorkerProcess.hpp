@@ -6,8 +6,11 @@
 // with it. The child, before exec:
 //   - gets its own process group, so the terminal's Ctrl-C reaches the person's korvan only;
 //   - is killed by the kernel (SIGKILL) when korvan ends, however it ends;
-//   - has the channel socket as fd 3, /dev/null as fd 0, the function log (or /dev/null) as
-//     fds 1 and 2, and no other descriptor of korvan's.
+//   - has its channel socket as fd 3 (its answers), the pool's call queue as fd 4 (the calls
+//     it takes), its running-call page as fd 5 (a memfd: the number of the call it runs, 0
+//     when none, so that korvan knows which worker to interrupt and whose call a crash ended),
+//     /dev/null as fd 0, the function log (or /dev/null) as fds 1 and 2, and no other
+//     descriptor of korvan's.
 //
 // Threads: spawnWorker and reap may be called from any thread.
 #pragma once
@@ -27,17 +30,22 @@ struct WorkerLaunch {
     int fOutput = -1;                       // becomes fds 1 and 2; -1: /dev/null
 };
 
-/// A started worker: its process id, korvan's end of the channel and a pidfd (readable once
-/// the process has ended). The caller owns the two descriptors.
+/// A started worker: its process id, korvan's end of the channel, a pidfd (readable once the
+/// process has ended) and its running-call page (kRunningPage bytes). The caller owns the
+/// three descriptors.
 struct SpawnedWorker {
     pid_t fPid = -1;
     int fChannel = -1;
     int fPidFd = -1;
+    int fRunning = -1;
 };
 
-/// Starts a worker. Throws std::system_error when the process cannot be made; an executable
-/// that cannot be run shows as a worker that ends at once with status 127.
-SpawnedWorker spawnWorker(const WorkerLaunch& launch);
+inline constexpr std::size_t kRunningPage = 4096;
+
+/// Starts a worker that takes its calls from `callQueue` (the workers' end of the call queue).
+/// Throws std::system_error when the process cannot be made; an executable that cannot be run shows
+/// as a worker that ends at once with status 127.
+SpawnedWorker spawnWorker(const WorkerLaunch& launch, int callQueue);
 
 /// Waits for the ended (or SIGKILLed) process `pid` and returns its wait status.
 int reap(pid_t pid) noexcept;

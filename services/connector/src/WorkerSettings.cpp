@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "AvailableCores.hpp"
 #include "foundation/json/Parser.hpp"
 
 namespace korvan::services::connector {
@@ -18,8 +19,8 @@ namespace {
 using foundation::json::Value;
 
 [[noreturn]] void invalid(const std::filesystem::path& file, const std::string& what) {
-    throw std::runtime_error("The function worker settings in " + file.string() + " are not valid: " +
-                             what);
+    throw std::runtime_error("The function worker settings in " + file.string() +
+                             " are not valid: " + what);
 }
 
 // A whole number in [low, high] under `key`, or what the file says is wrong with it.
@@ -38,7 +39,7 @@ std::size_t wholeNumber(const std::filesystem::path& file, const std::string& ke
 
 WorkerSettings defaultWorkerSettings() {
     WorkerSettings s;
-    s.fWorkers = std::clamp(std::thread::hardware_concurrency(), 1u, 64u);
+    s.fWorkers = std::clamp(detail::availableCores(), 1u, 64u);
     const long pages = ::sysconf(_SC_PHYS_PAGES);
     const long pageSize = ::sysconf(_SC_PAGESIZE);
     if (pages > 0 && pageSize > 0) {
@@ -69,15 +70,17 @@ WorkerSettings readWorkerSettings(const std::filesystem::path& file, WorkerSetti
         } else if (key == "callTimeoutSeconds") {
             const double d = value.isNumber() ? value.asNumber() : NAN;
             if (!(d >= 0.01 && d <= 86400))
-                invalid(file, "\"callTimeoutSeconds\" must be a number of seconds from 0.01 to 86400");
+                invalid(file,
+                        "\"callTimeoutSeconds\" must be a number of seconds from 0.01 to 86400");
             base.fCallTimeout = std::chrono::milliseconds(std::llround(d * 1000));
         } else if (key == "memoryLimitMiB") {
             base.fMemoryLimitMiB = wholeNumber(file, key, value, 256, 1024 * 1024);
         } else if (key == "queueLength") {
             base.fQueueLength = wholeNumber(file, key, value, 0, 100000);
         } else {
-            invalid(file, "unknown key \"" + key +
-                              "\" (known: workers, callTimeoutSeconds, memoryLimitMiB, queueLength)");
+            invalid(file,
+                    "unknown key \"" + key +
+                        "\" (known: workers, callTimeoutSeconds, memoryLimitMiB, queueLength)");
         }
     }
     return base;

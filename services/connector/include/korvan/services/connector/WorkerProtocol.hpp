@@ -1,16 +1,25 @@
-// What crosses between the connector and a function worker, over the worker's one Unix stream
-// socket: length-prefixed frames, one call at a time.
+// What crosses between the connector and its function workers.
+//
+// Calls go through the pool's call queue, one Unix SOCK_SEQPACKET socket that every worker of a
+// service reads: a worker takes the next request when it is free, so calls run on whichever
+// worker frees up first and a worker that is free never waits behind a busy one. Each message
+// is one whole request frame; a frame larger than kInlineCall travels in a memory file (memfd)
+// passed with a one-byte message, because a datagram must fit the socket's buffer.
+// Answers go back on the worker's own Unix stream socket, as frames.
 //
 //   frame    u32 length (little-endian) of the payload, then the payload
-//   request  u64 call number, u32 nargout, u32 function-name length, the name, the arguments
-//            as a JSON array text
+//   request  u64 call number, u64 deadline (steady-clock nanoseconds), u32 nargout,
+//            u32 function-name length, the name, the arguments as a JSON array text
 //   answer   u64 call number, u32 HTTP status, the answer body as JSON text
 //
 // A worker first sends a ready answer (call number 0, status 0) once it can take calls, then
-// answers each request with the same call number. Texts are passed as they are: the connector
-// writes an answer's body into the HTTP response without parsing it again.
+// answers each request it takes with the same call number; a request taken after its
+// deadline (its caller already has a 503) is answered with status kSkipped and not run. Texts
+// are passed as they are: the connector writes an answer's body into the HTTP response
+// without parsing it again.
 //
-// Threads: pure functions; the blocking helpers are the worker's, which has one thread.
+// Threads: pure functions; the blocking helpers are the worker's, which has one thread;
+// sendCall is the connector's and never blocks.
 #pragma once
 
 #include <cstdint>
@@ -24,8 +33,14 @@ namespace korvan::services::connector::worker {
 inline constexpr std::uint32_t kMaxFrame = 1024u * 1024u * 1024u;
 inline constexpr std::size_t kFrameHeader = 4;
 
+/// Request frames up to this size are sent inline on the call queue.
+inline constexpr std::size_t kInlineCall = 32 * 1024;
+/// The status of the answer to a call taken after its deadline and not run.
+inline constexpr std::uint32_t kSkipped = 0;
+
 struct CallRequest {
     std::uint64_t fCall = 0;
+    std::uint64_t fDeadline = 0;  // steady-clock nanoseconds since its epoch; 0: none
     std::uint32_t fNargout = 1;
     std::string fFunction;
     std::string fArgs;  // JSON array text
@@ -47,6 +62,14 @@ std::uint32_t frameLength(const char* header) noexcept;
 /// The payload of a request or answer frame (header removed); nullopt when malformed.
 std::optional<CallRequest> decodeRequest(std::string_view payload);
 std::optional<CallAnswer> decodeAnswer(std::string_view payload);
+
+enum class SendResult { Sent, Full, Failed };
+/// Puts one request frame (header included) on the call queue without blocking: Full when the
+/// queue's buffer has no room now, Failed when the queue is gone or no memory file could be made.
+SendResult sendCall(int queue, std::string_view frame);
+/// Blocking: takes the next request off the call queue and gives its payload; nullopt when
+/// the connector closed the queue or sent something malformed.
+std::optional<std::string> receiveCall(int queue);
 
 /// Blocking: reads one frame's payload from `fd`; nullopt at the end of the stream or on a
 /// malformed frame. Retries reads interrupted by signals.
