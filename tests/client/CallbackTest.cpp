@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "FakeConnectorService.hpp"
+#include "foundation/core/except/IException.hpp"
 #include "foundation/log/Capture.hpp"
 #include "korvan/services/client/ConnectorClient.hpp"
 
@@ -183,7 +184,7 @@ TEST(ConnectorClientBundleTest, RegistersTheClientAndUnregistersItAtStop) {
     // A client still held after its bundle stopped tracks nothing any more.
     auto service = std::make_shared<FakeConnectorService>();
     PublishedService published(service);
-    EXPECT_THROW(client->getStatus(), std::runtime_error);
+    EXPECT_THROW(client->getStatus(), foundation::core::except::IMsgIDException);
     EXPECT_TRUE(service->calls().empty());
 }
 

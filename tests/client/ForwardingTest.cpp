@@ -1,10 +1,11 @@
 // The connector client forwards each operation to the connector service's Invokable: the
 // operation's name, its arguments as JSON, and the JSON result converted back.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cppmicroservices/ServiceEvent.h>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
-#include <cppmicroservices/ServiceEvent.h>
 
 #include <functional>
 #include <stdexcept>
@@ -12,6 +13,8 @@
 #include <vector>
 
 #include "FakeConnectorService.hpp"
+#include "foundation/core/except/IException.hpp"
+#include "korvan/host/Errors.hpp"
 #include "korvan/services/client/ConnectorClient.hpp"
 
 namespace korvan::services::client::test {
@@ -182,26 +185,36 @@ struct ServiceFault : std::exception {
     const char* what() const noexcept override { return "Port 9920 is already in use."; }
 };
 
-TEST_F(ForwardingTest, ExceptionsOfTheServicePassThroughWithTheirText) {
+// What the service throws reaches the person with the client's identifier and its own text;
+// a catalogue error of the service passes as it is.
+TEST_F(ForwardingTest, ExceptionsOfTheServiceCarryAnIdentifierAndTheirText) {
+    using foundation::core::except::IMsgIDException;
     PublishedService published(fService);
-    fService->failWith([] { throw std::invalid_argument("unknown operation: startConnector"); });
-    try {
-        fClient->startConnector();
-        ADD_FAILURE() << "no error";
-    } catch (const std::invalid_argument& e) {
-        EXPECT_STREQ(e.what(), "unknown operation: startConnector");
+    struct Case {
+        std::function<void()> fThrow;
+        const char* fIdentifier;
+        const char* fText;
+    };
+    const std::vector<Case> cases = {
+        {[] { throw std::invalid_argument("unknown operation: startConnector"); },
+         "KORVAN:connectorClient:ServiceFailed", "unknown operation: startConnector"},
+        {[] { throw ServiceFault(); }, "KORVAN:connectorClient:ServiceFailed",
+         "Port 9920 is already in use."},
+        {[] { throw 42; }, "KORVAN:connectorClient:ServiceFailed", "unknown error"},
+        {[] { korvan::host::throwError("KORVAN:connectorService", "CertificateUnusable", "x"); },
+         "KORVAN:connectorService:CertificateUnusable", "cannot be used: x"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.fIdentifier);
+        fService->failWith(c.fThrow);
+        try {
+            fClient->startConnector();
+            ADD_FAILURE() << "no error";
+        } catch (const IMsgIDException& e) {
+            EXPECT_EQ(e.GetID(), c.fIdentifier);
+            EXPECT_THAT(std::string(e.what()), ::testing::HasSubstr(c.fText));
+        }
     }
-
-    fService->failWith([] { throw ServiceFault(); });
-    try {
-        fClient->startConnector();
-        ADD_FAILURE() << "no error";
-    } catch (const std::exception& e) {
-        EXPECT_STREQ(e.what(), "Port 9920 is already in use.");
-    }
-
-    fService->failWith([] { throw 42; });
-    EXPECT_THROW(fClient->stopConnector(), std::runtime_error);
 }
 
 TEST_F(ForwardingTest, WithoutAServiceEveryOperationSaysItIsNotAvailable) {
@@ -214,7 +227,8 @@ TEST_F(ForwardingTest, WithoutAServiceEveryOperationSaysItIsNotAvailable) {
         try {
             operation();
             ADD_FAILURE() << "no error";
-        } catch (const std::runtime_error& e) {
+        } catch (const foundation::core::except::IMsgIDException& e) {
+            EXPECT_EQ(e.GetID(), "KORVAN:connectorClient:ServiceUnavailable");
             EXPECT_NE(std::string(e.what()).find("not available"), std::string::npos) << e.what();
         }
     }
@@ -226,7 +240,7 @@ TEST_F(ForwardingTest, AServiceThatComesBackIsUsedAgain) {
         fService->setResult("getPort", "9920");
         EXPECT_EQ(fClient->getPort(), 9920);
     }
-    EXPECT_THROW(fClient->getPort(), std::runtime_error);
+    EXPECT_THROW(fClient->getPort(), foundation::core::except::IMsgIDException);
 
     auto successor = std::make_shared<FakeConnectorService>();
     successor->setResult("getPort", "9921");
@@ -273,7 +287,7 @@ TEST(ForwardingOrderTest, AServiceNotYetReportedToTheClientIsFoundInTheRegistry)
         EXPECT_EQ(seen, std::vector<std::string>{"9931"});
         EXPECT_EQ(client->getPort(), 9931);
     }
-    EXPECT_THROW(client->getPort(), std::runtime_error);
+    EXPECT_THROW(client->getPort(), foundation::core::except::IMsgIDException);
     context.RemoveListener(std::move(token));
 }
 

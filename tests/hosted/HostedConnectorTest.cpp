@@ -7,6 +7,7 @@
 #include <boost/json/serialize.hpp>
 
 #include "HostedTestSupport.hpp"
+#include "foundation/core/except/IException.hpp"
 #include "korvan/services/connector/Certificate.hpp"
 #include "rest/kv/connectorservice/Operations.hpp"
 
@@ -19,6 +20,18 @@ using namespace korvan::services::servicehost::test;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::Not;
+
+// The identifier of the catalogue error `f` throws ("" when it throws none).
+template <class F>
+std::string errorIdOf(F&& f) {
+    try {
+        f();
+    } catch (const foundation::core::except::IMsgIDException& e) {
+        return e.GetID();
+    } catch (...) {
+    }
+    return "";
+}
 
 class HostedConnectorTest : public ::testing::Test, public HostedFixture {};
 
@@ -277,10 +290,12 @@ TEST_F(HostedConnectorTest, CustomCertificateFilesMatchingAndNot) {
 
     // A key that is not the certificate's key: refused, nothing changes.
     const ConnectorSettings before = fStore->current();
-    EXPECT_THROW(c->invoke("changeCertificate",
-                           json::serialize(json::object{{"privateKey", b.fPrivateKey.string()},
-                                                        {"certificate", a.fCertificate.string()}})),
-                 std::runtime_error);
+    EXPECT_EQ(errorIdOf([&] {
+                  c->invoke("changeCertificate", json::serialize(json::object{
+                                                     {"privateKey", b.fPrivateKey.string()},
+                                                     {"certificate", a.fCertificate.string()}}));
+              }),
+              "KORVAN:connectorService:CertificateKeyMismatch");
     EXPECT_EQ(callText(*c, "getCertificate"), generated);
     EXPECT_EQ(SettingsStore(prefs()).current(), before);
 
@@ -299,6 +314,62 @@ TEST_F(HostedConnectorTest, CustomCertificateFilesMatchingAndNot) {
     const std::string fresh = callText(*c, "getCertificate");
     EXPECT_EQ(fresh, generated);  // same file name in the settings folder, new content
     EXPECT_THAT(connector::certificateSubjectAltNames(fresh), ::testing::Contains("IP:10.1.2.3"));
+}
+
+// The person's own certificate that was moved away: no start, and no certificate made in its
+// place (clients that trust it would meet another); in this process and in the next.
+TEST_F(HostedConnectorTest, AnOwnCertificateThatIsGoneStopsTheStartInsteadOfBeingReplaced) {
+    auto c = makeConnector();
+    const auto own = connector::generateCertificate(fFolder.path() / "own", {});
+    call(*c, "changeCertificate",
+         json::serialize(json::object{{"privateKey", own.fPrivateKey.string()},
+                                      {"certificate", own.fCertificate.string()},
+                                      {"addresses", json::array{}}}));
+    fs::rename(own.fCertificate, fFolder.path() / "moved.pem");
+    auto next = makeConnector();
+    for (servicehost::HostedConnector* connector : {c.get(), next.get()}) {
+        EXPECT_EQ(errorIdOf([&] { connector->invoke("startConnector", "{}"); }),
+                  "KORVAN:connectorService:CertificateFileMissing");
+        EXPECT_EQ(call(*connector, "getStatus"), json::value(0));
+        EXPECT_EQ(SettingsStore(prefs()).current().fCertificate, own.fCertificate.string());
+    }
+    EXPECT_FALSE(
+        fs::exists(prefs() / "rest" / "certificate" / connector::kGeneratedCertificateFile));
+}
+
+TEST_F(HostedConnectorTest, CertificatesAreMadeForAddressesAndHostNamesOnly) {
+    auto c = makeConnector();
+    const struct {
+        const char* fAddress;
+        const char* fName;  // its subject alternative name; nullptr: refused
+    } cases[] = {
+        {"host.example.org", "DNS:host.example.org"},
+        {"my-box", "DNS:my-box"},
+        {"10.0.0.5", "IP:10.0.0.5"},
+        {"foo.pem", nullptr},
+        {"server.KEY", nullptr},
+        {"bad name", nullptr},
+        {"-lead.example", nullptr},
+        {"a..b", nullptr},
+        {"", nullptr},
+        {"./cert.crt", nullptr},
+    };
+    for (const auto& k : cases) {
+        SCOPED_TRACE(k.fAddress);
+        const std::string before = callText(*c, "getCertificate");
+        const std::string id = errorIdOf([&] {
+            c->invoke("changeCertificate",
+                      json::serialize(json::object{{"addresses", json::array{k.fAddress}}}));
+        });
+        if (!k.fName) {
+            EXPECT_EQ(id, "KORVAN:connectorService:NotAnAddress");
+            continue;
+        }
+        EXPECT_EQ(id, "");
+        EXPECT_THAT(connector::certificateSubjectAltNames(callText(*c, "getCertificate")),
+                    ::testing::Contains(k.fName));
+        EXPECT_EQ(callText(*c, "getCertificate"), before);  // same file, new content
+    }
 }
 
 TEST_F(HostedConnectorTest, TokenChangeIsPersistedAndLoggedWithoutTheToken) {

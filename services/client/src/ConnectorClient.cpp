@@ -14,6 +14,7 @@
 #include "ServiceResults.hpp"
 #include "agent/spf/cppmsclientutils/TrackedServiceInfo.hpp"
 #include "fl/i18n.hpp"
+#include "korvan/host/Errors.hpp"
 #include "rest/kv/connectorservice/Operations.hpp"
 
 namespace korvan::services::client {
@@ -23,8 +24,7 @@ using foundation::log::Level;
 
 namespace {
 
-constexpr const char* kNotAvailable =
-    "The REST function connector service is not available (an update may be in progress).";
+constexpr const char* kComponent = "KORVAN:connectorClient";
 
 boost::json::string utf8(const std::u16string& text) {
     return boost::json::string(fl::i18n::to_string(text));
@@ -122,7 +122,7 @@ std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::requireService() co
     if (auto registered = lookUpRegistered()) {
         return registered;
     }
-    throw std::runtime_error(kNotAvailable);
+    korvan::host::throwError(kComponent, "ServiceUnavailable");
 }
 
 std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::lookUpRegistered() const {
@@ -145,14 +145,18 @@ std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::lookUpRegistered() 
 std::string ConnectorClient::call(std::string_view operation,
                                   const boost::json::object& arguments) const {
     const auto service = requireService();
-    const std::string text = arguments.empty() ? std::string("{}") : boost::json::serialize(arguments);
+    const std::string text =
+        arguments.empty() ? std::string("{}") : boost::json::serialize(arguments);
     try {
         return service->invoke(std::string(operation), text);
-    } catch (const std::exception&) {
-        throw;  // the service's own exception, what() unchanged
+    } catch (const foundation::core::except::IMsgIDException&) {
+        throw;  // the service's own catalogue error
+    } catch (const std::exception& e) {
+        // Every error that reaches a person carries an identifier.
+        korvan::host::throwError(kComponent, "ServiceFailed", std::string(e.what()));
     } catch (...) {
-        throw std::runtime_error("The connector service failed in " + std::string(operation) +
-                                 " with an unknown error.");
+        korvan::host::throwError(kComponent, "ServiceFailed",
+                                 "an unknown error in " + std::string(operation));
     }
 }
 

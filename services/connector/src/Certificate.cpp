@@ -169,9 +169,12 @@ CertificateFiles generateCertificate(const fs::path& folder,
 void checkCertificateFiles(const CertificateFiles& files) {
     Owned<X509> cert = readCertificate(files.fCertificate);
     Owned<EVP_PKEY> key = readKey(files.fPrivateKey);
-    if (X509_check_private_key(cert.get(), key.get()) != 1)
-        fail("The private key " + files.fPrivateKey.string() +
-             " does not belong to the certificate " + files.fCertificate.string());
+    if (X509_check_private_key(cert.get(), key.get()) != 1) {
+        ERR_clear_error();
+        throw CertificateMismatch("The private key " + files.fPrivateKey.string() +
+                                  " does not belong to the certificate " +
+                                  files.fCertificate.string());
+    }
 }
 
 std::string certificateExpirationDate(const fs::path& certificate) {

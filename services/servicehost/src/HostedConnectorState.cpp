@@ -2,8 +2,13 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cctype>
 #include <stdexcept>
 
+#include <boost/asio/ip/address.hpp>
+
+#include "korvan/host/Errors.hpp"
 #include "korvan/services/connector/Certificate.hpp"
 
 namespace korvan::services::servicehost {
@@ -37,6 +42,38 @@ void makePrivateFolders(const fs::path& folder) {
         partial /= part;
         ::mkdir(partial.c_str(), 0700);  // an existing one is fine; a real failure shows later
     }
+}
+
+constexpr const char* kComponent = "KORVAN:connectorService";
+
+// A host name (labels of letters, digits and hyphens, as DNS has them) or an IPv4/IPv6 address;
+// a name ending in what a certificate or key file is called ("foo.pem") is taken for the file
+// name it is, not made into a certificate for a host of that name.
+bool isAddressOrHostName(const std::string& text) {
+    boost::system::error_code ec;
+    boost::asio::ip::make_address(text, ec);
+    if (!ec) return true;
+    if (text.empty() || text.size() > 253) return false;
+    std::size_t start = 0;
+    std::string last;
+    while (start <= text.size()) {
+        const std::size_t dot = std::min(text.find('.', start), text.size());
+        const std::string label = text.substr(start, dot - start);
+        if (label.empty() || label.size() > 63 || label.front() == '-' || label.back() == '-')
+            return false;
+        for (char ch : label)
+            if (!std::isalnum(static_cast<unsigned char>(ch)) && ch != '-') return false;
+        last = label;
+        start = dot + 1;
+    }
+    for (auto& ch : last) ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
+    for (const char* fileKind : {"pem", "crt", "cer", "der", "key", "p12", "pfx", "csr"})
+        if (last == fileKind) return false;
+    return true;
+}
+
+bool isGenerated(const CertificateFiles& files, const fs::path& folder) {
+    return files.fCertificate == folder / connector::kGeneratedCertificateFile;
 }
 
 std::string joined(const std::vector<std::string>& texts) {
@@ -84,12 +121,20 @@ void HostedConnectorState::makeService(const ConnectorSettings& s) {
     if (!s.fToken.empty())
         fService->restoreToken(AccessToken(s.fToken, fromSeconds(s.fTokenExpiry)));
     if (s.fPrivateKey.empty() && s.fCertificate.empty()) return;
+    const CertificateFiles saved{s.fPrivateKey, s.fCertificate};
     try {
         fService->changeCertificate(s.fPrivateKey, s.fCertificate, {});
         fCertificateBound = true;
     } catch (const std::exception& e) {
-        log(std::string("saved certificate cannot be used (") + e.what() +
-            "); a new one will be generated");
+        if (isGenerated(saved, fSettings->certificateFolder())) {
+            log(std::string("saved certificate cannot be used (") + e.what() +
+                "); a new one will be generated");
+            return;
+        }
+        // The person's own files: a start fails until they are back or replaced, so that no
+        // client that trusts them meets another certificate.
+        fCertificateBound = true;
+        log(std::string("saved certificate cannot be used: ") + e.what());
     }
 }
 
@@ -141,8 +186,18 @@ void HostedConnectorState::changeToken(std::uint32_t days) {
 
 CertificateFiles HostedConnectorState::certificate() {
     if (fCertificateBound) {
-        CertificateFiles files = fService->certificateFiles();
-        if (filesExist(files)) return files;
+        const ConnectorSettings saved = fSettings->current();
+        const CertificateFiles files{saved.fPrivateKey, saved.fCertificate};
+        if (filesExist(files)) {
+            // Checked again: the files may have been replaced since they were chosen.
+            useCertificateFiles(files);
+            return files;
+        }
+        if (!isGenerated(files, fSettings->certificateFolder()))
+            korvan::host::throwError(
+                kComponent, "CertificateFileMissing",
+                (fs::is_regular_file(files.fCertificate) ? files.fPrivateKey : files.fCertificate)
+                    .string());
         log("certificate files " + files.fCertificate.string() + " are gone");
     }
     const CertificateFiles files =
@@ -157,12 +212,29 @@ CertificateFiles HostedConnectorState::certificate() {
     return files;
 }
 
+void HostedConnectorState::useCertificateFiles(const CertificateFiles& files) {
+    try {
+        connector::checkCertificateFiles(files);
+        fService->changeCertificate(files.fPrivateKey, files.fCertificate, {});
+    } catch (const connector::CertificateMismatch&) {
+        korvan::host::throwError(kComponent, "CertificateKeyMismatch", files.fPrivateKey.string(),
+                                 files.fCertificate.string());
+    } catch (const foundation::core::except::IMsgIDException&) {
+        throw;
+    } catch (const std::exception& e) {
+        korvan::host::throwError(kComponent, "CertificateUnusable", std::string(e.what()));
+    }
+}
+
 void HostedConnectorState::changeCertificate(const std::string& privateKey,
                                              const std::string& certificate,
                                              const std::vector<std::string>& addresses) {
     CertificateFiles files;
     std::string what;
     if (privateKey.empty() && certificate.empty()) {
+        for (const auto& address : addresses)
+            if (!isAddressOrHostName(address))
+                korvan::host::throwError(kComponent, "NotAnAddress", address);
         files = connector::generateCertificate(fSettings->certificateFolder(), addresses);
         what = "certificate changed: generated for localhost, 127.0.0.1" + joined(addresses) +
                ": " + files.fCertificate.string();
@@ -173,7 +245,7 @@ void HostedConnectorState::changeCertificate(const std::string& privateKey,
     } else {
         // Kept as absolute paths: a later process may run in another working folder.
         files = CertificateFiles{fs::absolute(privateKey), fs::absolute(certificate)};
-        connector::checkCertificateFiles(files);
+        useCertificateFiles(files);
         what = "certificate changed: " + files.fCertificate.string() + " with key " +
                files.fPrivateKey.string();
     }

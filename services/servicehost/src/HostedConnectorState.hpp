@@ -59,6 +59,9 @@ class HostedConnectorState {
   private:
     connector::Config configFor(const settings::ConnectorSettings& settings) const;
     void makeService(const settings::ConnectorSettings& settings);
+    /// Checks a key and certificate pair and gives it to the service; errors carry the
+    /// identifiers of KORVAN:connectorService.
+    void useCertificateFiles(const connector::CertificateFiles& files);
     /// One line in connector.log; the default log folder is created for it when missing.
     void log(const std::string& text);
 

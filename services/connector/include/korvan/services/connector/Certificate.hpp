@@ -5,11 +5,13 @@
 // Files: the key file is created readable and writable by its owner only (0600); both files are
 // written to a temporary name and renamed, so a reader never sees half a file.
 //
-// Errors: std::runtime_error whose text names the file and the reason.
+// Errors: std::runtime_error whose text names the file and the reason; CertificateMismatch
+// when both files are good but the key is not the certificate's.
 // Threads: any thread; no shared state.
 #pragma once
 
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -33,7 +35,13 @@ inline constexpr int kGeneratedCertificateDays = 365;
 CertificateFiles generateCertificate(const std::filesystem::path& folder,
                                      const std::vector<std::string>& addresses);
 
-/// Checks that both files are readable PEM and that the key is the certificate's key.
+class CertificateMismatch : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Checks that both files are readable PEM and that the key is the certificate's key
+/// (CertificateMismatch when it is not).
 void checkCertificateFiles(const CertificateFiles& files);
 
 /// The certificate's last day of validity, "dd-MMM-yyyy" (Dates.hpp).
