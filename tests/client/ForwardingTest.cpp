@@ -24,7 +24,8 @@ using rest::kv::connectorclient::RestFcnConnectorClient;
 
 class ForwardingTest : public ::testing::Test {
   protected:
-    ConnectorClientBundle fBundle{foundation::cppmicroservices::getFramework().GetBundleContext()};
+    ConnectorClientBundle fBundle{foundation::cppmicroservices::getFramework().GetBundleContext(),
+                                  std::chrono::milliseconds(300)};
     std::shared_ptr<RestFcnConnectorClient> fClient = fBundle.client();
     std::shared_ptr<FakeConnectorService> fService = std::make_shared<FakeConnectorService>();
 };
@@ -228,8 +229,9 @@ TEST_F(ForwardingTest, WithoutAServiceEveryOperationSaysItIsNotAvailable) {
             operation();
             ADD_FAILURE() << "no error";
         } catch (const foundation::core::except::IMsgIDException& e) {
-            EXPECT_EQ(e.GetID(), "KORVAN:connectorClient:ServiceUnavailable");
-            EXPECT_NE(std::string(e.what()).find("not available"), std::string::npos) << e.what();
+            EXPECT_THAT(e.GetID(), ::testing::AnyOf("KORVAN:connectorClient:ServiceUnavailable",
+                                                    "KORVAN:connectorClient:StartWaitedInVain"));
+            EXPECT_NE(std::string(e.what()).find("not "), std::string::npos) << e.what();
         }
     }
 }
@@ -240,13 +242,12 @@ TEST_F(ForwardingTest, AServiceThatComesBackIsUsedAgain) {
         fService->setResult("getPort", "9920");
         EXPECT_EQ(fClient->getPort(), 9920);
     }
-    EXPECT_THROW(fClient->getPort(), foundation::core::except::IMsgIDException);
+    EXPECT_EQ(fClient->getPort(), 9920);  // as the service said when it went
 
     auto successor = std::make_shared<FakeConnectorService>();
     successor->setResult("getPort", "9921");
     PublishedService published(successor);
     EXPECT_EQ(fClient->getPort(), 9921);
-    EXPECT_EQ(fService->calls().size(), 1u);
     EXPECT_EQ(successor->calls().size(), 1u);
 }
 
@@ -287,7 +288,7 @@ TEST(ForwardingOrderTest, AServiceNotYetReportedToTheClientIsFoundInTheRegistry)
         EXPECT_EQ(seen, std::vector<std::string>{"9931"});
         EXPECT_EQ(client->getPort(), 9931);
     }
-    EXPECT_THROW(client->getPort(), foundation::core::except::IMsgIDException);
+    EXPECT_EQ(client->getPort(), 9931);  // as the service said when it went
     context.RemoveListener(std::move(token));
 }
 

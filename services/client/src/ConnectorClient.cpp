@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <exception>
 #include <limits>
+#include <map>
 #include <stdexcept>
+#include <thread>
 
 #include <cppmicroservices/LDAPFilter.h>
 #include <boost/json/array.hpp>
@@ -15,6 +17,7 @@
 #include "agent/spf/cppmsclientutils/TrackedServiceInfo.hpp"
 #include "fl/i18n.hpp"
 #include "korvan/host/Errors.hpp"
+#include "korvan/host/Warnings.hpp"
 #include "rest/kv/connectorservice/Operations.hpp"
 
 namespace korvan::services::client {
@@ -36,8 +39,9 @@ std::u16string utf16(const std::string& text) {
 
 }  // namespace
 
-ConnectorClient::ConnectorClient(cppmicroservices::BundleContext context)
-    : fContext(std::move(context)) {
+ConnectorClient::ConnectorClient(cppmicroservices::BundleContext context,
+                                 std::chrono::milliseconds startWait)
+    : fContext(std::move(context)), fStartWait(startWait) {
     const agent::spf::cppmsclientutils::TrackedServiceInfo info(
         std::string(rest::kv::connectorservice::kClientId),
         rest::kv::connectorservice::kMajorVersion, rest::kv::connectorservice::kMinorVersion);
@@ -81,6 +85,20 @@ std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::AddingService(
     if (!service) {
         return nullptr;
     }
+    std::map<std::string, boost::json::object> changes;
+    {
+        std::lock_guard lock(fLock);
+        changes = fAway.takeChanges();
+    }
+    // Changes made while no service was there: the new one starts from them.
+    for (const auto& [operation, arguments] : changes) {
+        try {
+            service->invoke(operation, boost::json::serialize(arguments));
+        } catch (const std::exception& e) {
+            FOUNDATION_LOG_AT(kClientLog, Level::Error,
+                              "A change made during the update was refused: " << e.what());
+        }
+    }
     std::lock_guard lock(fLock);
     fServices.emplace_back(reference, service);
     FOUNDATION_LOG_AT(kClientLog, Level::Debug, "Connector service added");
@@ -91,8 +109,18 @@ void ConnectorClient::ModifiedService(const Reference& /*reference*/,
                                       const std::shared_ptr<Invokable>& /*service*/) {}
 
 void ConnectorClient::RemovedService(const Reference& reference,
-                                     const std::shared_ptr<Invokable>& /*service*/) {
+                                     const std::shared_ptr<Invokable>& service) {
+    bool last = false;
+    {
+        std::lock_guard lock(fLock);
+        last = fServices.size() == 1 && fServices.front().first == reference;
+    }
+    // The service is still whole while it is being unregistered: what it says now is what
+    // the client answers until another comes.
+    detail::ServiceAway record;
+    if (last && service) record.record(*service);
     std::lock_guard lock(fLock);
+    if (record.known()) fAway = std::move(record);
     const auto found = std::find_if(fServices.begin(), fServices.end(),
                                     [&](const auto& entry) { return entry.first == reference; });
     if (found == fServices.end()) {
@@ -109,7 +137,7 @@ void ConnectorClient::RemovedService(const Reference& reference,
     FOUNDATION_LOG_AT(kClientLog, Level::Debug, "Connector service removed");
 }
 
-std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::requireService() const {
+std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::findService() const {
     {
         std::lock_guard lock(fLock);
         const auto best = std::max_element(
@@ -119,10 +147,7 @@ std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::requireService() co
             return best->second;
         }
     }
-    if (auto registered = lookUpRegistered()) {
-        return registered;
-    }
-    korvan::host::throwError(kComponent, "ServiceUnavailable");
+    return lookUpRegistered();
 }
 
 std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::lookUpRegistered() const {
@@ -144,7 +169,8 @@ std::shared_ptr<ConnectorClient::Invokable> ConnectorClient::lookUpRegistered() 
 
 std::string ConnectorClient::call(std::string_view operation,
                                   const boost::json::object& arguments) const {
-    const auto service = requireService();
+    const auto service = findService();
+    if (!service) return callWhileAway(operation, arguments);
     const std::string text =
         arguments.empty() ? std::string("{}") : boost::json::serialize(arguments);
     try {
@@ -158,6 +184,27 @@ std::string ConnectorClient::call(std::string_view operation,
         korvan::host::throwError(kComponent, "ServiceFailed",
                                  "an unknown error in " + std::string(operation));
     }
+}
+
+std::string ConnectorClient::callWhileAway(std::string_view operation,
+                                           const boost::json::object& arguments) const {
+    bool dropped = false;
+    {
+        std::lock_guard lock(fLock);
+        if (fOpen && fAway.known()) {
+            if (auto answer = fAway.answer(operation)) return *answer;
+            // A connector that was running comes back with the settings of its last start (the
+            // module restarts it so): a change now would not outlive that, so it is not kept
+            // and the person is told at once.
+            if (fAway.wasRunning())
+                dropped = detail::ServiceAway::isSetter(operation);
+            else if (fAway.change(operation, arguments))
+                return "null";
+        }
+    }
+    if (!dropped) korvan::host::throwError(kComponent, "ServiceUnavailable");
+    kxWarningMsgId(korvan::host::DynamicMsgID(kComponent, "ChangedDuringUpdate"));
+    return "null";
 }
 
 // -- forwarded operations ---------------------------------------------------------------------
@@ -261,6 +308,13 @@ void ConnectorClient::changeCertificate(const std::u16string& privateKeyPath,
 }
 
 void ConnectorClient::startConnector() {
+    // A service that is away for an update is usually back within a second or two.
+    const auto deadline = std::chrono::steady_clock::now() + fStartWait;
+    while (fOpen && !findService() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    if (fOpen && !findService())
+        korvan::host::throwError(kComponent, "StartWaitedInVain",
+                                 static_cast<std::int64_t>(fStartWait.count() / 1000));
     call(op::startConnector);
 }
 

@@ -17,9 +17,14 @@
 // before this client's tracker has heard of the new service: with nothing tracked, a call
 // looks the service up in the registry itself instead of failing.
 // Update callbacks run on fCallbackThread.
+//
+// While the service is away (an update flip), the client answers from what the last service
+// said (ServiceAway): property reads as last persisted, Status notrunning, setters kept for the
+// next service, and startConnector waits up to fStartWait for a service to come back.
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -33,6 +38,7 @@
 #include <boost/json/object.hpp>
 
 #include "CallbackThread.hpp"
+#include "ServiceAway.hpp"
 #include "agent/spf/core/Invokable.hpp"
 #include "rest/kv/connectorclient/RestFcnConnectorClient.hpp"
 
@@ -44,7 +50,11 @@ class ConnectorClient final
   public:
     using Invokable = agent::spf::core::Invokable;
 
-    explicit ConnectorClient(cppmicroservices::BundleContext context);
+    /// How long startConnector waits for a service that is away to come back.
+    static constexpr std::chrono::milliseconds kStartWait{10000};
+
+    explicit ConnectorClient(cppmicroservices::BundleContext context,
+                             std::chrono::milliseconds startWait = kStartWait);
     ~ConnectorClient() override;
     ConnectorClient(const ConnectorClient&) = delete;
     ConnectorClient& operator=(const ConnectorClient&) = delete;
@@ -95,13 +105,16 @@ class ConnectorClient final
                         const std::shared_ptr<Invokable>& service) override;
 
     /// The best tracked service, else the best one registered (not yet reported to the
-    /// tracker); throws std::runtime_error when there is none.
-    std::shared_ptr<Invokable> requireService() const;
+    /// tracker); null when there is none.
+    std::shared_ptr<Invokable> findService() const;
     /// The best registered connector service, asked of the registry directly; null if none.
     std::shared_ptr<Invokable> lookUpRegistered() const;
-    /// Forwards one operation and returns the service's JSON result.
+    /// Forwards one operation and returns the service's JSON result; while the service is
+    /// away, answers or keeps it (ServiceAway), else KORVAN:connectorClient:ServiceUnavailable.
     std::string call(std::string_view operation,
                      const boost::json::object& arguments = boost::json::object()) const;
+    std::string callWhileAway(std::string_view operation,
+                              const boost::json::object& arguments) const;
 
     cppmicroservices::BundleContext fContext;  // constant after construction
     std::string fFilter;                       // constant: the LDAP filter of the service
@@ -111,6 +124,8 @@ class ConnectorClient final
     mutable std::mutex fLock;
     std::vector<std::pair<Reference, std::shared_ptr<Invokable>>> fServices;  // guarded by fLock
     std::vector<std::function<void()>> fCallbacks;                            // guarded by fLock
+    mutable detail::ServiceAway fAway;                                        // guarded by fLock
+    const std::chrono::milliseconds fStartWait;
 
     CallbackThread fCallbackThread;  // last member: stopped first
 };

@@ -14,9 +14,10 @@ struct ConnectorClientBundle::Impl {
     cppmicroservices::ServiceRegistration<RestFcnConnectorClient> fRegistration;
 };
 
-ConnectorClientBundle::ConnectorClientBundle(cppmicroservices::BundleContext context)
+ConnectorClientBundle::ConnectorClientBundle(cppmicroservices::BundleContext context,
+                                             std::chrono::milliseconds startWait)
     : fImpl(std::make_unique<Impl>()) {
-    fImpl->fClient = std::make_shared<ConnectorClient>(context);
+    fImpl->fClient = std::make_shared<ConnectorClient>(context, startWait);
     fImpl->fClient->open();
     // When this throws, the client's destructor closes its tracker again.
     fImpl->fRegistration = context.RegisterService<RestFcnConnectorClient>(fImpl->fClient);

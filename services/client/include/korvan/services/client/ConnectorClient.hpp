@@ -18,6 +18,8 @@
 
 #include <memory>
 
+#include <chrono>
+
 #include <cppmicroservices/BundleContext.h>
 
 #include "rest/kv/connectorclient/RestFcnConnectorClient.hpp"
@@ -28,7 +30,9 @@ class ConnectorClient;
 
 class ConnectorClientBundle {
   public:
-    explicit ConnectorClientBundle(cppmicroservices::BundleContext context);
+    /// `startWait`: how long a start waits for a connector service that is away (an update).
+    explicit ConnectorClientBundle(cppmicroservices::BundleContext context,
+                                   std::chrono::milliseconds startWait = std::chrono::seconds(10));
     ~ConnectorClientBundle();
     ConnectorClientBundle(const ConnectorClientBundle&) = delete;
     ConnectorClientBundle& operator=(const ConnectorClientBundle&) = delete;
