@@ -90,6 +90,7 @@ FolderFunctionCatalog::FolderFunctionCatalog(std::filesystem::path servicesFolde
 }
 
 std::vector<std::string> FolderFunctionCatalog::serviceNames() const {
+    refreshIfChanged();
     std::shared_lock lock(fLock);
     std::vector<std::string> names;
     for (const auto& [name, functions] : fServices) names.push_back(name);
@@ -98,6 +99,7 @@ std::vector<std::string> FolderFunctionCatalog::serviceNames() const {
 
 std::optional<std::vector<std::string>> FolderFunctionCatalog::functionNames(
     std::string_view service) const {
+    refreshIfChanged();
     std::shared_lock lock(fLock);
     auto it = fServices.find(service);
     if (it == fServices.end()) return std::nullopt;
@@ -108,21 +110,50 @@ std::optional<std::vector<std::string>> FolderFunctionCatalog::functionNames(
 
 std::optional<korvan::host::Function> FolderFunctionCatalog::findFunction(
     std::string_view service, std::string_view function) const {
-    std::shared_lock lock(fLock);
-    auto it = fServices.find(service);
-    if (it == fServices.end()) return std::nullopt;
-    auto fn = it->second.find(function);
-    if (fn == it->second.end()) return std::nullopt;
+    std::shared_ptr<const FunctionFile> entry;
+    for (int attempt = 0; !entry && attempt < 2; ++attempt) {
+        if (attempt == 1 && !refreshIfChanged()) break;  // not found, and nothing new
+        std::shared_lock lock(fLock);
+        auto it = fServices.find(service);
+        if (it == fServices.end()) continue;
+        auto fn = it->second.find(function);
+        if (fn != it->second.end()) entry = fn->second;
+    }
+    if (!entry) return std::nullopt;
     return korvan::host::Function(
-        [entry = fn->second](int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs) {
+        [entry](int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs) {
             callFile(entry->fServiceFolder, entry->fFile, nlhs, plhs, nrhs, prhs);
         });
 }
 
 void FolderFunctionCatalog::refresh() {
-    // Scan without the lock; readers see the old listing until the new one is complete.
+    rescan();
+}
+
+bool FolderFunctionCatalog::refreshIfChanged() const {
+    std::map<fs::path, fs::file_time_type> stamps;
+    {
+        std::shared_lock lock(fLock);
+        stamps = fStamps;
+    }
+    for (const auto& [folder, stamp] : stamps) {
+        std::error_code ec;
+        const auto now = fs::last_write_time(folder, ec);
+        if (ec || now != stamp) {
+            rescan();
+            return true;
+        }
+    }
+    return false;
+}
+
+void FolderFunctionCatalog::rescan() const {
+    // Scan without the lock; readers see the old listing until the new one is complete. The
+    // times are taken before the scan, so that a change made during it shows next time.
     std::map<std::string, Functions, std::less<>> services;
+    std::map<fs::path, fs::file_time_type> stamps;
     std::error_code ec;
+    stamps[fFolder] = fs::last_write_time(fFolder, ec);
     for (fs::directory_iterator it(fFolder, fs::directory_options::skip_permission_denied, ec), end;
          !ec && it != end; it.increment(ec)) {
         std::string name = it->path().filename().string();
@@ -131,10 +162,13 @@ void FolderFunctionCatalog::refresh() {
         if (name.front() == '.' || !it->is_directory(dirEc) ||
             !korvan::services::connector::isValidServiceName(name))
             continue;
+        std::error_code stampEc;
+        stamps[it->path()] = fs::last_write_time(it->path(), stampEc);
         services.emplace(name, scanService(it->path()));
     }
     std::unique_lock lock(fLock);
     fServices = std::move(services);
+    fStamps = std::move(stamps);
 }
 
 }  // namespace korvan::shell

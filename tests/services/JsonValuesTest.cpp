@@ -39,7 +39,11 @@ TEST(JsonValuesTest, FormsReadBackAsWritten) {
         "{\"zxdata\":\"NaN\",\"zxtype\":\"double\"}",
         ("[1,{\"zxdata\":\"Inf\",\"zxtype\":\"double\"},{\"zxdata\":\"-Inf\",\"zxtype\":\"double\"}"
          "]"),
-        "0.10000000000000001",
+        // Numbers as the shortest text that reads back to the same double.
+        "0.1",
+        "1e-300",
+        "-0",
+        "[0.30000000000000004,1.7976931348623157e+308,5e-324]",
     };
     for (const char* text : cases) EXPECT_EQ(roundTrip(text), text) << text;
 }

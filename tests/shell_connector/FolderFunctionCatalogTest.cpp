@@ -81,30 +81,29 @@ TEST_F(FolderCatalog, ListsFolderServicesAndTheirFunctionFiles) {
     EXPECT_FALSE(catalog.findFunction("nope", "plus"));
 }
 
-TEST_F(FolderCatalog, AMissingFolderHasNoServices) {
+TEST_F(FolderCatalog, AMissingFolderHasNoServicesUntilItIsMade) {
     FolderFunctionCatalog catalog(fRoot / "absent");
     EXPECT_TRUE(catalog.serviceNames().empty());
     write("absent/late/f.k", "function y = f()\n  y = 1;\nend\n");
-    catalog.refresh();
     EXPECT_EQ(catalog.serviceNames(), Names{"late"});
 }
 
-TEST_F(FolderCatalog, RefreshSeesNewAndRemovedFiles) {
+// Files and service folders added or removed are seen at the next look, without refresh().
+TEST_F(FolderCatalog, NewAndRemovedFilesAreSeenAtTheNextLook) {
     write("math/plus.k", "function s = plus(a, b)\n  s = a + b;\nend\n");
     write("math/minus.k", "function d = minus(a, b)\n  d = a - b;\nend\n");
     FolderFunctionCatalog catalog(fRoot);
     write("math/times.k", "function p = times(a, b)\n  p = a .* b;\nend\n");
     write("text/upper.k", "function u = upper(t)\n  u = t;\nend\n");
     fs::remove(fRoot / "math/minus.k");
-    // Until refresh the catalogue keeps what it scanned.
-    EXPECT_EQ(catalog.serviceNames(), Names{"math"});
-    EXPECT_EQ(catalog.functionNames("math"), (Names{"minus", "plus"}));
-    catalog.refresh();
+    EXPECT_TRUE(catalog.findFunction("text", "upper"));  // a miss looks again
     EXPECT_EQ(catalog.serviceNames(), (Names{"math", "text"}));
     EXPECT_EQ(catalog.functionNames("math"), (Names{"plus", "times"}));
     fs::remove_all(fRoot / "text");
-    catalog.refresh();
     EXPECT_EQ(catalog.serviceNames(), Names{"math"});
+    EXPECT_FALSE(catalog.findFunction("text", "upper"));
+    catalog.refresh();  // the connector's refreshServices still works
+    EXPECT_EQ(catalog.functionNames("math"), (Names{"plus", "times"}));
 }
 
 TEST_F(FolderCatalog, ACallRunsTheFileAndReturnsItsResults) {

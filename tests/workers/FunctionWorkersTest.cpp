@@ -285,8 +285,9 @@ TEST_F(FunctionWorkers, InvalidSettingsStopTheStartWithAClearMessage) {
 }
 
 TEST_F(FunctionWorkers, AServiceAddedWhileRunningGetsItsWorkersAtItsFirstCall) {
+    // No refresh: the catalogue looks again at a name it does not know; the pool starts on
+    // demand.
     write("late/plus.k", "function s = plus(a, b)\n  s = a + b;\nend\n");
-    fCatalog->refresh();  // the catalogue learns of the folder; its pool starts on demand
     EXPECT_EQ(call("late/plus", "[1, 2]").fBody, R"({"results":[3]})");
     EXPECT_EQ(workers().size(), 6u);
 }

@@ -339,7 +339,7 @@ Value jsonFromArray(const kxArray* array) {
 
 std::string writeJson(const Value& value) {
     foundation::json::SerializeOptions options;
-    options.fFullPrecision = true;
+    options.fFullPrecision = false;  // the shortest text that reads back to the same double
     return foundation::json::serialize(value, options);
 }
 

@@ -2,14 +2,18 @@
 // (<settings folder>/rest/services) is a function service named after the folder, and every
 // function file "name.k" directly in it is a function of that service called "name".
 //
-// The folders are scanned when the catalogue is built and again on refresh() (the connector's
-// "refreshServices"); folders and files whose names are not usable in a URL are skipped. A call
+// The folders are scanned when the catalogue is built, on refresh() (the connector's
+// "refreshServices"), and whenever a listing is asked for or a name is not found while the
+// modification time of the services folder or of a service folder has changed since the last
+// scan: a function file or service folder added or removed while the connector runs is served
+// (or no longer served) from the next request, and a call of a known function costs no look
+// at the disk. Folders and files whose names are not usable in a URL are skipped. A call
 // runs the function file through the language's interpreter (callFunctionFile), in the
 // function worker process that runs the call (korvan --function-worker), reading the file as
 // it is at the time of the call. The connector's own catalogue only lists names.
 //
 // Threads: serviceNames/functionNames/findFunction/refresh from any thread; fLock (reader-writer)
-// guards fServices. The callables it hands out run on the thread that owns the interpreter
+// guards fServices and fStamps. The callables it hands out run on the thread that owns the interpreter
 // (a worker's main thread).
 #pragma once
 
@@ -44,9 +48,16 @@ class FolderFunctionCatalog final : public korvan::services::connector::Function
 
   private:
     using Functions = std::map<std::string, std::shared_ptr<const FunctionFile>, std::less<>>;
+    /// Scans again when a folder's modification time differs from the last scan's; returns
+    /// whether it did.
+    bool refreshIfChanged() const;
+    void rescan() const;
+
     const std::filesystem::path fFolder;
     mutable std::shared_mutex fLock;
-    std::map<std::string, Functions, std::less<>> fServices;  // guarded by fLock
+    mutable std::map<std::string, Functions, std::less<>> fServices;  // guarded by fLock
+    // The services folder and each service folder, with their times at the last scan.
+    mutable std::map<std::filesystem::path, std::filesystem::file_time_type> fStamps;
 };
 
 }  // namespace korvan::shell
