@@ -149,6 +149,16 @@ protocol::CallAnswer runCall(FolderFunctionCatalog& catalog, const std::string& 
         else
             outcome =
                 connector::runFunctionCall(*function, args, static_cast<int>(request.fNargout));
+        // The file was removed since the folder was last looked at: the function is gone.
+        if (outcome.fStatus == 500 && outcome.fBody.isObject() &&
+            outcome.fBody["error"].isObject() && outcome.fBody["error"]["identifier"].isString() &&
+            outcome.fBody["error"]["identifier"].asString() == "KORVAN:lang:FileNotFound") {
+            catalog.refresh();
+            if (!catalog.findFunction(service, request.fFunction))
+                outcome = {404, connector::errorBody(connector::errorid::kUnknownFunction,
+                                                     "No function \"" + request.fFunction +
+                                                         "\" in service \"" + service + "\"")};
+        }
     }
     answer.fStatus = outcome.fStatus;
     answer.fBody = outcome.fBodyText.empty() ? connector::writeJson(outcome.fBody)

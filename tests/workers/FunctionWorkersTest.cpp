@@ -84,9 +84,10 @@ class FunctionWorkers : public ::testing::Test {
         write("lab/deep.k", "function r = deep(n)\n  r = deep(n + 1);\nend\n");
         write("lab/hog.k", "function r = hog()\n  x = zeros(50000, 50000);\n  r = 1;\nend\n");
         write("lab/nap.k", "function r = nap(s)\n  pause(s);\n  r = s;\nend\n");
-        write("lab/talk.k",
-              "function r = talk()\n  disp(\"hello from a worker\");\n  print(\"two\\nlines\\n\");\n"
-              "  r = 1;\nend\n");
+        write(
+            "lab/talk.k",
+            "function r = talk()\n  disp(\"hello from a worker\");\n  print(\"two\\nlines\\n\");\n"
+            "  r = 1;\nend\n");
         // Returns only once the other call has arrived too: both must run at the same time.
         write("lab/meet.k",
               "function r = meet(mine, other)\n  system(\"touch \" + mine);\n  n = 0;\n"
@@ -121,7 +122,8 @@ class FunctionWorkers : public ::testing::Test {
     }
     void TearDown() override {
         fService.reset();
-        for (pid_t pid : fSeen) EXPECT_FALSE(alive(pid)) << "worker " << pid << " outlived its stop";
+        for (pid_t pid : fSeen)
+            EXPECT_FALSE(alive(pid)) << "worker " << pid << " outlived its stop";
     }
 
     void write(const std::string& relative, const std::string& text) {
@@ -239,8 +241,8 @@ TEST_F(FunctionWorkers, EveryWorkerUsesAnEditedFileFromItsNextCall) {
         const Answer mine = call("lab/which", "[0.3]");
         return std::make_pair(mine.fBody, other.get().fBody);
     };
-    EXPECT_EQ(both(), std::make_pair(std::string(R"({"results":[1]})"),
-                                     std::string(R"({"results":[1]})")));
+    EXPECT_EQ(both(),
+              std::make_pair(std::string(R"({"results":[1]})"), std::string(R"({"results":[1]})")));
     write("lab/which.k", "function r = which(s)\n  pause(s);\n  r = 22;\nend\n");
     EXPECT_EQ(both(), std::make_pair(std::string(R"({"results":[22]})"),
                                      std::string(R"({"results":[22]})")));
@@ -284,12 +286,17 @@ TEST_F(FunctionWorkers, InvalidSettingsStopTheStartWithAClearMessage) {
     EXPECT_TRUE(fInvoker->workerPids().empty());
 }
 
-TEST_F(FunctionWorkers, AServiceAddedWhileRunningGetsItsWorkersAtItsFirstCall) {
+TEST_F(FunctionWorkers, AServiceAddedWhileRunningIsServedAndARemovedFileIsUnknown) {
     // No refresh: the catalogue looks again at a name it does not know; the pool starts on
     // demand.
     write("late/plus.k", "function s = plus(a, b)\n  s = a + b;\nend\n");
     EXPECT_EQ(call("late/plus", "[1, 2]").fBody, R"({"results":[3]})");
     EXPECT_EQ(workers().size(), 6u);
+    // Removed: answered as an unknown function (404, no server path), not as a failure.
+    fs::remove(fFolder.path() / "services" / "late" / "plus.k");
+    const Answer gone = call("late/plus", "[1, 2]");
+    EXPECT_EQ(gone.fStatus, 404u) << gone.fBody;
+    EXPECT_EQ(gone.identifier(), errorid::kUnknownFunction);
 }
 
 }  // namespace

@@ -13,8 +13,8 @@
 // it is at the time of the call. The connector's own catalogue only lists names.
 //
 // Threads: serviceNames/functionNames/findFunction/refresh from any thread; fLock (reader-writer)
-// guards fServices and fStamps. The callables it hands out run on the thread that owns the interpreter
-// (a worker's main thread).
+// guards fServices and fStamps. The callables it hands out run on the thread that owns the
+// interpreter (a worker's main thread).
 #pragma once
 
 #include <filesystem>
