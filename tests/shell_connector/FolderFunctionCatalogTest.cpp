@@ -157,6 +157,36 @@ TEST_F(FolderCatalog, TheFileIsReadAsItIsAtTheCall) {
               "KORVAN:lang:FileNotFound");
 }
 
+// The caller's mistakes, and the statuses a function chooses, are 4xx; its own faults are 500.
+TEST_F(FolderCatalog, CallerMistakesAndChosenStatusesAreAnswered4xx) {
+    write("demo/pair.k", "function [a, b] = pair(x)\n  a = x;\n  b = x;\nend\n");
+    write("demo/pick.k",
+          "function y = pick(k)\n  if k > 3\n    error('HTTP404:NoSuchItem', 'no item %d', k);\n"
+          "  end\n  y = k;\nend\n");
+    write("demo/teapot.k",
+          "function y = teapot()\n  error('HTTP418:Teapot', 'short and stout');\nend\n");
+    FolderFunctionCatalog catalog(fRoot);
+    const struct {
+        const char* fFunction;
+        const char* fArgs;
+        int fNargout;
+        unsigned fStatus;
+        const char* fSays;
+    } cases[] = {
+        {"pair", "[1, 2]", 1, 400, "gave 2 inputs"},     // more inputs than it has
+        {"pair", "[1]", 3, 400, "asked for 3 outputs"},  // more outputs than it gives
+        {"pick", "[7]", 1, 404, "no item 7"},
+        {"teapot", "[]", 1, 418, "short and stout"},
+        {"pick", "[2]", 1, 200, "[2]"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.fFunction) + c.fArgs);
+        auto [status, body] = call(catalog, "demo", c.fFunction, c.fArgs, c.fNargout);
+        EXPECT_EQ(status, c.fStatus) << body;
+        EXPECT_NE(body.find(c.fSays), std::string::npos) << body;
+    }
+}
+
 struct ErrorCase {
     const char* fBody;        // of the function file "fails.k", function fails(x)
     const char* fIdentifier;  // what the caller gets back

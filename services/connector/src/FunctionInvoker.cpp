@@ -1,6 +1,7 @@
 #include "korvan/services/connector/FunctionInvoker.hpp"
 
 #include <atomic>
+#include <cctype>
 #include <optional>
 #include <string>
 #include <utility>
@@ -31,6 +32,29 @@ CallOutcome timedOut(std::chrono::milliseconds timeout) {
                    "The function did not finish within " + std::to_string(timeout.count()) + " ms");
 }
 
+// "HTTP4xx:name": an error a function raises to answer that status (a caller's mistake it
+// found itself, such as "HTTP404:NoSuchItem").
+bool isChosenStatus(std::string_view id) {
+    return id.size() > 8 && id.substr(0, 5) == "HTTP4" &&
+           std::isdigit(static_cast<unsigned char>(id[5])) &&
+           std::isdigit(static_cast<unsigned char>(id[6])) && id[7] == ':';
+}
+
+}  // namespace
+
+unsigned statusOfFunctionError(std::string_view id) {
+    if (isChosenStatus(id)) return 400 + static_cast<unsigned>((id[5] - '0') * 10 + (id[6] - '0'));
+    // The caller gave more inputs, or asked for more outputs, than the function has.
+    static constexpr std::string_view kCallerMistakes[] = {
+        "KORVAN:lang:TooManyInputs", "KORVAN:host:TooManyInputs", "KORVAN:lang:TooManyOutputs",
+        "KORVAN:host:TooManyOutputs", "KORVAN:host:NotEnoughInputs"};
+    for (std::string_view mistake : kCallerMistakes)
+        if (id == mistake) return 400;
+    return 500;
+}
+
+namespace {
+
 CallOutcome callAndConvert(const korvan::host::Function& function, const Value& args, int nargout) {
     std::vector<kx::ArrayPtr> inputs;
     const Array& list = args.asArray();
@@ -56,7 +80,12 @@ CallOutcome callAndConvert(const korvan::host::Function& function, const Value& 
     } catch (const foundation::core::except::IMsgIDException& e) {
         for (kxArray* a : out) kxReleaseArray(a);
         const std::string id = e.GetID();
-        return failure(500, id.empty() ? errorid::kFunctionError : id, e.what());
+        const unsigned status = statusOfFunctionError(id);
+        std::string message = e.what();
+        if (status == 400 && !isChosenStatus(id))
+            message += " (the call gave " + std::to_string(in.size()) + " inputs and asked for " +
+                       std::to_string(nargout) + " outputs)";
+        return failure(status, id.empty() ? errorid::kFunctionError : id, message);
     } catch (const std::exception& e) {
         for (kxArray* a : out) kxReleaseArray(a);
         return failure(500, errorid::kFunctionError, e.what());

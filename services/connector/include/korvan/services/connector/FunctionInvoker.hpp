@@ -50,8 +50,14 @@ struct CallOutcome {
 inline constexpr int kMaxNargout = 64;
 
 /// Converts `args` (a JSON array), calls `function` with `nargout` outputs and converts the
-/// results. 200 {"results": [...]}; 400 for arguments without a host form; 500 for an error the
-/// function raised (its identifier and message) or a result without a JSON form.
+/// results. 200 {"results": [...]}; 400 for arguments without a host form and for the caller's
+/// mistakes (more inputs, or more outputs, than the function has); the status an error chose
+/// ("HTTP4xx:name", see statusOfFunctionError); 500 for any other error the function raised
+/// (its identifier and message) or a result without a JSON form.
+/// The HTTP status that answers an error a function raised with identifier `id`: 400 to 499
+/// for "HTTP4xx:<name>" (a function's way to answer a caller's mistake it found), 400 for the
+/// caller's mistakes of inputs and outputs, else 500.
+unsigned statusOfFunctionError(std::string_view id);
 CallOutcome runFunctionCall(const korvan::host::Function& function,
                             const foundation::json::Value& args, int nargout) noexcept;
 
