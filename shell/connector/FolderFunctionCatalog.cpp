@@ -9,6 +9,10 @@
 // one thread; each call runs in a fresh scope of its own.
 #include "korvan/shell/FolderFunctionCatalog.hpp"
 
+#include <fstream>
+
+#include "korvan/shell/FunctionHelp.hpp"
+
 #include <cctype>
 #include <iostream>
 #include <system_error>
@@ -108,17 +112,33 @@ std::optional<std::vector<std::string>> FolderFunctionCatalog::functionNames(
     return names;
 }
 
-std::optional<korvan::host::Function> FolderFunctionCatalog::findFunction(
+std::shared_ptr<const FolderFunctionCatalog::FunctionFile> FolderFunctionCatalog::fileOf(
     std::string_view service, std::string_view function) const {
-    std::shared_ptr<const FunctionFile> entry;
-    for (int attempt = 0; !entry && attempt < 2; ++attempt) {
+    for (int attempt = 0; attempt < 2; ++attempt) {
         if (attempt == 1 && !refreshIfChanged()) break;  // not found, and nothing new
         std::shared_lock lock(fLock);
         auto it = fServices.find(service);
         if (it == fServices.end()) continue;
         auto fn = it->second.find(function);
-        if (fn != it->second.end()) entry = fn->second;
+        if (fn != it->second.end()) return fn->second;
     }
+    return nullptr;
+}
+
+std::optional<korvan::services::connector::FunctionMetadata>
+FolderFunctionCatalog::describeFunction(std::string_view service, std::string_view function) const {
+    const auto entry = fileOf(service, function);
+    if (!entry) return std::nullopt;
+    std::ifstream in(entry->fFile, std::ios::binary);
+    std::string text(64 * 1024, '\0');  // a help block sits at the top
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(in.gcount()));
+    return parseFunctionHelp(text);
+}
+
+std::optional<korvan::host::Function> FolderFunctionCatalog::findFunction(
+    std::string_view service, std::string_view function) const {
+    const auto entry = fileOf(service, function);
     if (!entry) return std::nullopt;
     return korvan::host::Function(
         [entry](int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs) {

@@ -118,7 +118,8 @@ TEST_F(RequestHandlerTest, StatusesAndIdentifiers) {
         {http::verb::post, "/v1/services/math/minus", call, "valid", 404,
          errorid::kUnknownFunction},
         {http::verb::post, "/v1/services/math/gone", call, "valid", 404, errorid::kUnknownFunction},
-        {http::verb::get, "/v1/services/math/plus", "", "valid", 405, errorid::kMethodNotAllowed},
+        {http::verb::get, "/v1/services/math/plus", "", "valid", 200, ""},  // its metadata
+        {http::verb::put, "/v1/services/math/plus", "", "valid", 405, errorid::kMethodNotAllowed},
         {http::verb::post, "/v1/services/math/plus", call, "valid", 200, ""},
         {http::verb::post, "/v1/services/math/plus", call, "", 401, errorid::kMissingToken},
         {http::verb::post, "/v1/services/math/plus", "{\"args\":", "valid", 400,

@@ -106,6 +106,19 @@ TEST_F(FolderCatalog, NewAndRemovedFilesAreSeenAtTheNextLook) {
     EXPECT_EQ(catalog.functionNames("math"), (Names{"plus", "times"}));
 }
 
+TEST_F(FolderCatalog, DescribesAFunctionFromItsFile) {
+    write("demo/plus.k", "function s = plus(a, b)\n# The sum.\n#   of two\n  s = a + b;\nend\n");
+    FolderFunctionCatalog catalog(fRoot);
+    const auto meta = catalog.describeFunction("demo", "plus");
+    ASSERT_TRUE(meta);
+    EXPECT_EQ(meta->fInputs, (Names{"a", "b"}));
+    EXPECT_EQ(meta->fOutputs, Names{"s"});
+    EXPECT_EQ(meta->fSummary, "The sum.");
+    EXPECT_EQ(meta->fDescription, "  of two");
+    EXPECT_FALSE(catalog.describeFunction("demo", "minus"));
+    EXPECT_FALSE(catalog.describeFunction("nope", "plus"));
+}
+
 TEST_F(FolderCatalog, ACallRunsTheFileAndReturnsItsResults) {
     write("demo/plus.k", "function s = plus(a, b)\n  s = a + b;\nend\n");
     write("demo/minmax.k", "function [lo, hi] = minmax(v)\n  lo = min(v);\n  hi = max(v);\nend\n");

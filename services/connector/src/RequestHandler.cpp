@@ -64,6 +64,17 @@ Value namesOf(const std::vector<std::string>& names) {
     return Value(std::move(list));
 }
 
+// {"name", "inputs", "outputs", "summary", "description"} of one function.
+Value functionEntry(std::string_view name, const FunctionMetadata& meta) {
+    Value entry;
+    entry.set("name", Value(name));
+    entry.set("inputs", namesOf(meta.fInputs));
+    entry.set("outputs", namesOf(meta.fOutputs));
+    entry.set("summary", Value(meta.fSummary));
+    entry.set("description", Value(meta.fDescription));
+    return entry;
+}
+
 Value serviceEntry(const std::string& name, const std::vector<std::string>& functions) {
     Value entry;
     entry.set("name", Value(name));
@@ -175,13 +186,27 @@ std::variant<Reply, FunctionCall> route(const Request& request, const RequestCon
                          "No function " + printableQuoted(parts[2]) + " in service " +
                              printableQuoted(service));
         }
-        if (method != http::verb::post) return methodNotAllowed("POST");
+        if (isGet) {
+            Value entry = functionEntry(
+                parts[2],
+                context.fCatalog.describeFunction(service, parts[2]).value_or(FunctionMetadata{}));
+            entry.set("service", Value(service));
+            return Reply{http::status::ok, std::move(entry)};
+        }
+        if (method != http::verb::post) return methodNotAllowed("GET, POST");
         return prepareCall(request, std::move(*function), service, parts[2]);
     }
     const auto functions = context.fCatalog.functionNames(service);
     if (!functions) return unknownService(service);
     if (!isGet) return methodNotAllowed("GET");
-    return Reply{http::status::ok, serviceEntry(std::string(service), *functions)};
+    // The service's functions with what each takes and gives.
+    Value entry = serviceEntry(std::string(service), *functions);
+    Array described;
+    for (const auto& name : *functions)
+        described.push_back(functionEntry(
+            name, context.fCatalog.describeFunction(service, name).value_or(FunctionMetadata{})));
+    entry.set("functionDetails", Value(std::move(described)));
+    return Reply{http::status::ok, std::move(entry)};
 }
 
 }  // namespace
@@ -195,8 +220,7 @@ Value errorBody(std::string_view identifier, std::string_view message) {
     return body;
 }
 
-Response jsonTextResponse(http::status status, std::string body, unsigned version,
-                          bool keepAlive) {
+Response jsonTextResponse(http::status status, std::string body, unsigned version, bool keepAlive) {
     Response response(status, version);
     response.set(http::field::content_type, "application/json");
     response.set(http::field::cache_control, "no-store");

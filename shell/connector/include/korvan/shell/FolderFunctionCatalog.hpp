@@ -37,6 +37,9 @@ class FolderFunctionCatalog final : public korvan::services::connector::Function
     std::optional<std::vector<std::string>> functionNames(std::string_view service) const override;
     std::optional<korvan::host::Function> findFunction(std::string_view service,
                                                        std::string_view function) const override;
+    /// From the function file's function line and help block (FunctionHelp.hpp), read now.
+    std::optional<korvan::services::connector::FunctionMetadata> describeFunction(
+        std::string_view service, std::string_view function) const override;
     void refresh() override;
 
     /// One function file of a service: what a call needs, made once per scan and shared by
@@ -48,6 +51,9 @@ class FolderFunctionCatalog final : public korvan::services::connector::Function
 
   private:
     using Functions = std::map<std::string, std::shared_ptr<const FunctionFile>, std::less<>>;
+    /// The file of `service`/`function`, looking at the folders again when it is not known.
+    std::shared_ptr<const FunctionFile> fileOf(std::string_view service,
+                                               std::string_view function) const;
     /// Scans again when a folder's modification time differs from the last scan's; returns
     /// whether it did.
     bool refreshIfChanged() const;

@@ -24,6 +24,17 @@
 
 namespace korvan::services::connector {
 
+/// What a caller may know of a function before calling it: its input and output names and its
+/// help (a one-line summary and the lines after it).
+struct FunctionMetadata {
+    std::vector<std::string> fInputs;
+    std::vector<std::string> fOutputs;
+    std::string fSummary;
+    std::string fDescription;
+
+    friend bool operator==(const FunctionMetadata&, const FunctionMetadata&) = default;
+};
+
 class FunctionServiceCatalog {
   public:
     virtual ~FunctionServiceCatalog() = default;
@@ -36,6 +47,12 @@ class FunctionServiceCatalog {
     /// The callable of `service`/`function`; nullopt when either is unknown.
     virtual std::optional<korvan::host::Function> findFunction(std::string_view service,
                                                                std::string_view function) const = 0;
+    /// The metadata of `service`/`function`; nullopt when either is unknown or nothing is known
+    /// of it (the default).
+    virtual std::optional<FunctionMetadata> describeFunction(std::string_view /*service*/,
+                                                             std::string_view /*function*/) const {
+        return std::nullopt;
+    }
     /// Looks again at where the services come from (folders on disk); the default has nothing
     /// to look at.
     virtual void refresh() {}
