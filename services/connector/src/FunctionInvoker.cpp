@@ -32,6 +32,11 @@ CallOutcome timedOut(std::chrono::milliseconds timeout) {
                    "The function did not finish within " + std::to_string(timeout.count()) + " ms");
 }
 
+// "1 input", "2 inputs".
+std::string counted(std::size_t n, const char* what) {
+    return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
+}
+
 // "HTTP4xx:name": an error a function raises to answer that status (a caller's mistake it
 // found itself, such as "HTTP404:NoSuchItem").
 bool isChosenStatus(std::string_view id) {
@@ -83,8 +88,8 @@ CallOutcome callAndConvert(const korvan::host::Function& function, const Value& 
         const unsigned status = statusOfFunctionError(id);
         std::string message = e.what();
         if (status == 400 && !isChosenStatus(id))
-            message += " (the call gave " + std::to_string(in.size()) + " inputs and asked for " +
-                       std::to_string(nargout) + " outputs)";
+            message += " The call gave " + counted(in.size(), "input") + " and asked for " +
+                       counted(static_cast<std::size_t>(nargout), "output") + ".";
         return failure(status, id.empty() ? errorid::kFunctionError : id, message);
     } catch (const std::exception& e) {
         for (kxArray* a : out) kxReleaseArray(a);
