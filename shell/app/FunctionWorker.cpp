@@ -4,11 +4,13 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <ctime>
 #include <iostream>
+#include <optional>
 #include <streambuf>
 #include <string>
 
@@ -121,6 +123,77 @@ class CallLog : public std::streambuf {
     std::string fLine;
 };
 
+// "plus(a, b)", for messages.
+std::string signature(const std::string& name, const connector::FunctionMetadata& meta) {
+    std::string text = name + "(";
+    for (std::size_t i = 0; i < meta.fInputs.size(); ++i) text += (i ? ", " : "") + meta.fInputs[i];
+    return text + ")";
+}
+
+connector::CallOutcome invalidArguments(std::string message) {
+    return {400, connector::errorBody(connector::errorid::kInvalidArguments, message)};
+}
+
+// Named arguments ({"b": 2, "a": 1}) become the positional list, in the order of the
+// function's inputs; a name it has not, or a gap before the last name given, is refused.
+std::optional<connector::CallOutcome> bindByName(
+    const std::optional<connector::FunctionMetadata>& meta, const std::string& name,
+    foundation::json::Value& args) {
+    if (!meta)
+        return invalidArguments("The inputs of " + name +
+                                " are not known, so its arguments must be given by position");
+    const auto& given = args.asObject();
+    std::string unknown;
+    for (const auto& [key, value] : given)
+        if (std::find(meta->fInputs.begin(), meta->fInputs.end(), key) == meta->fInputs.end())
+            unknown += (unknown.empty() ? "\"" : ", \"") + key + "\"";
+    if (!unknown.empty())
+        return invalidArguments(signature(name, *meta) + " has no input " + unknown);
+    std::size_t count = 0;  // inputs up to the last one given
+    for (std::size_t i = 0; i < meta->fInputs.size(); ++i)
+        if (given.count(meta->fInputs[i])) count = i + 1;
+    foundation::json::Array positional;
+    std::string missing;
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto found = given.find(meta->fInputs[i]);
+        if (found == given.end()) {
+            missing += (missing.empty() ? "\"" : ", \"") + meta->fInputs[i] + "\"";
+            continue;
+        }
+        positional.push_back(found->second);
+    }
+    if (!missing.empty())
+        return invalidArguments(signature(name, *meta) + " needs " + missing +
+                                " before the inputs given after it");
+    args = foundation::json::Value(std::move(positional));
+    return std::nullopt;
+}
+
+// The function stopped at an input the call did not give ("Undefined variable or function
+// 'b'." for an input past those given): answered as the caller's mistake, naming it.
+std::optional<connector::CallOutcome> missingInput(
+    const connector::CallOutcome& outcome, const std::optional<connector::FunctionMetadata>& meta,
+    const foundation::json::Value& args) {
+    if (outcome.fStatus != 500 || !meta || !args.isArray() || !outcome.fBody.isObject())
+        return std::nullopt;
+    const auto& error = outcome.fBody["error"];
+    if (!error.isObject() || !error["identifier"].isString() ||
+        error["identifier"].asString() != "KORVAN:lang:UndefinedVariable" ||
+        !error["message"].isString())
+        return std::nullopt;
+    const std::string& message = error["message"].asString();
+    const auto open = message.find('\'');
+    const auto close = message.find('\'', open + 1);
+    if (open == std::string::npos || close == std::string::npos) return std::nullopt;
+    const std::string variable = message.substr(open + 1, close - open - 1);
+    const auto input = std::find(meta->fInputs.begin(), meta->fInputs.end(), variable);
+    const auto index = static_cast<std::size_t>(input - meta->fInputs.begin());
+    if (input == meta->fInputs.end() || index < args.asArray().size()) return std::nullopt;
+    return invalidArguments("Missing argument \"" + variable + "\": the function needs it (" +
+                            std::to_string(args.asArray().size()) + " of " +
+                            std::to_string(meta->fInputs.size()) + " inputs were given)");
+}
+
 // Runs one request and gives the answer to send.
 protocol::CallAnswer runCall(FolderFunctionCatalog& catalog, const std::string& service,
                              const protocol::CallRequest& request) {
@@ -143,12 +216,23 @@ protocol::CallAnswer runCall(FolderFunctionCatalog& catalog, const std::string& 
         } catch (const std::exception&) {
             args = foundation::json::Value();  // refused below
         }
-        if (!args.isArray())
-            outcome = {400, connector::errorBody(connector::errorid::kInvalidRequest,
-                                                 "\"args\" must be an array")};
+        // The file's function line is read only when a call needs it (by name, or failed).
+        const auto meta = [&] { return catalog.describeFunction(service, request.fFunction); };
+        std::optional<connector::CallOutcome> refused;
+        if (args.isObject())
+            refused = bindByName(meta(), request.fFunction, args);
+        else if (!args.isArray())
+            refused = connector::CallOutcome{
+                400, connector::errorBody(connector::errorid::kInvalidRequest,
+                                          "\"args\" must be an array or an object")};
+        if (refused)
+            outcome = std::move(*refused);
         else
             outcome =
                 connector::runFunctionCall(*function, args, static_cast<int>(request.fNargout));
+        // An input the call did not give, which the function needed: the caller's mistake.
+        if (outcome.fStatus == 500)
+            if (auto missing = missingInput(outcome, meta(), args)) outcome = std::move(*missing);
         // The file was removed since the folder was last looked at: the function is gone.
         if (outcome.fStatus == 500 && outcome.fBody.isObject() &&
             outcome.fBody["error"].isObject() && outcome.fBody["error"]["identifier"].isString() &&

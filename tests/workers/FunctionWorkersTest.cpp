@@ -235,6 +235,31 @@ TEST_F(FunctionWorkers, AFullQueueIsRefusedAtOnce) {
     EXPECT_EQ(call("one/plus", "[1, 1]").fBody, R"({"results":[2]})");
 }
 
+// Arguments by the function's input names; names it has not, inputs left out before one given,
+// and an input the function needed but the call did not give are the caller's mistakes (400).
+TEST_F(FunctionWorkers, ArgumentsByNameAndMissingOnesAreAnswered400) {
+    const struct {
+        const char* fArgs;
+        unsigned fStatus;
+        const char* fSays;
+    } cases[] = {
+        {R"({"b": 3, "a": 2})", 200, R"({"results":[5]})"},
+        {R"({"a": 2, "c": 3, "d": 4})", 400, R"(has no input \"c\", \"d\")"},
+        {R"({"b": 3})", 400, R"(needs \"a\")"},
+        {"[2]", 400, R"(Missing argument \"b\")"},
+        {"{}", 400, R"(Missing argument \"a\")"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.fArgs);
+        const Answer answer = call("lab/plus", c.fArgs);
+        EXPECT_EQ(answer.fStatus, c.fStatus) << answer.fBody;
+        EXPECT_THAT(answer.fBody, HasSubstr(c.fSays));
+        if (c.fStatus == 400) {
+            EXPECT_EQ(answer.identifier(), errorid::kInvalidArguments);
+        }
+    }
+}
+
 TEST_F(FunctionWorkers, EveryWorkerUsesAnEditedFileFromItsNextCall) {
     auto both = [&] {
         auto other = std::async(std::launch::async, [&] { return call("lab/which", "[0.3]"); });

@@ -125,9 +125,11 @@ std::variant<Reply, FunctionCall> prepareCall(const Request& request,
                      "The body must be a JSON object {\"args\": [...], \"nargout\": N}");
     Value args = body["args"];
     if (args.isUndefined()) args = Value(Array{});
-    if (!args.isArray())
+    // An array passes arguments by position, an object by the function's input names (the
+    // worker binds them).
+    if (!args.isArray() && !args.isObject())
         return error(http::status::bad_request, errorid::kInvalidRequest,
-                     "\"args\" must be an array");
+                     "\"args\" must be an array (by position) or an object (by name)");
     int nargout = 1;
     const Value& n = body["nargout"];
     if (!n.isUndefined()) {
