@@ -1,5 +1,7 @@
 #include "korvan/services/connector/RequestHandler.hpp"
 
+#include "OpenApi.hpp"
+
 #include <cmath>
 #include <variant>
 #include <vector>
@@ -161,6 +163,10 @@ std::variant<Reply, FunctionCall> route(const Request& request, const RequestCon
     }
     if (auto refused = checkAuthorization(request, context)) return std::move(*refused);
 
+    if (parts.size() == 1 && parts[0] == "openapi.json") {
+        if (!isGet) return methodNotAllowed("GET");
+        return Reply{http::status::ok, detail::openApiDocument(context.fCatalog)};
+    }
     if (parts.empty() || parts[0] != "services" || parts.size() > 3)
         return error(http::status::not_found, errorid::kNotFound, "No such resource");
     if (parts.size() == 1) {

@@ -3,6 +3,7 @@
 //
 // Routes (under the fixed API prefix kApiPrefix, so BaseUrl is https://<host>:<port>/v1):
 //   GET  /v1/health                        no token; {"status":"ok"}
+//   GET  /v1/openapi.json                  the OpenAPI 3.1 document (OpenApi.hpp)
 //   GET  /v1/services                      {"services":[{"name":..,"functions":[..],
 //                                           "workers":{..}},..]} ("workers" when calls run
 //                                           in function workers: their settings)
