@@ -7,7 +7,8 @@
 //   GET  /v1/services                      {"services":[{"name":..,"functions":[..],
 //                                           "workers":{..}},..]} ("workers" when calls run
 //                                           in function workers: their settings)
-//   GET  /v1/services/<service>            {"name":..,"functions":[..]}
+//   GET  /v1/services/<service>            {"name":..,"functions":[..],"functionDetails":[..]}
+//   GET  /v1/services/<service>/<function> its metadata: inputs, outputs, summary, description
 //   POST /v1/services/<service>/<function> body {"args":[..],"nargout":N} -> {"results":[..]}
 // Every route but health needs "Authorization: Bearer <token>"; the query part of a URL is
 // never read, so a token there is not accepted. Errors are
