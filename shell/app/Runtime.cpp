@@ -131,9 +131,14 @@ void Runtime::Impl::startServices(const fs::path& executable) {
             servicehost::ServiceHostOptions options;
             options.fContext = context;
             options.fSettings = fSettings;
-            options.fFactory = [settings = fSettings, catalog = fCatalog, workers] {
+            // The page to try functions is installed next to the message catalogues.
+            connector::Config tuning;
+            tuning.fDocsFolder =
+                korvan::host::MessageCatalogue::defaultFolder().parent_path() / "docs-ui";
+            options.fFactory = [settings = fSettings, catalog = fCatalog, workers, tuning] {
                 return std::make_shared<servicehost::HostedConnector>(
-                    settings, catalog, std::make_shared<connector::WorkerInvoker>(workers));
+                    settings, catalog, std::make_shared<connector::WorkerInvoker>(workers),
+                    tuning);
             };
             fServiceHost = std::make_shared<servicehost::ServiceHost>(std::move(options));
             fServiceHost->start();

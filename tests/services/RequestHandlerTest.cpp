@@ -2,6 +2,10 @@
 // bodies they get; the function call path with host functions; the invoker's 503 outcomes.
 #include <gtest/gtest.h>
 
+#include <fstream>
+
+#include "TempFolder.hpp"
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -93,6 +97,37 @@ std::string errorId(const Response& r) {
     const json::Value body = json::parse(r.body());
     if (!body["error"].isObject()) return "";
     return body["error"]["identifier"].asString();
+}
+
+// The page to try functions: its fixed files without the token, with its own security
+// headers; nothing else from its folder, and nothing when it is not installed.
+TEST(DocsPageTest, FixedFilesWithoutTheTokenAndNothingElse) {
+    korvan::services::connector::test::TempFolder folder;
+    for (const char* name : {"index.html", "docs.js", "secret.txt"})
+        std::ofstream(folder.path() / name) << "content of " << name;
+    HostFunctionCatalog catalog;
+    DirectInvoker invoker;
+    auto get = [&](const std::string& target, std::filesystem::path docs) {
+        Request request(http::verb::get, target, 11);
+        RequestContext context{catalog, invoker,
+                               [](std::string_view) { return AccessToken::Check::Wrong; },
+                               std::move(docs)};
+        return handleRequest(request, context);
+    };
+    const Response page = get("/v1/docs", folder.path());
+    EXPECT_EQ(page.result_int(), 200);
+    EXPECT_EQ(page.body(), "content of index.html");
+    EXPECT_EQ(page[http::field::content_type], "text/html; charset=utf-8");
+    EXPECT_NE(page["Content-Security-Policy"].find("script-src 'self'"), std::string::npos);
+    EXPECT_EQ(get("/v1/docs/docs.js", folder.path()).body(), "content of docs.js");
+    for (const char* target : {"/v1/docs/secret.txt", "/v1/docs/..%2Fsecret.txt",
+                               "/v1/docs/../docs/secret.txt", "/v1/docs/swagger-ui.css"}) {
+        const Response refused = get(target, folder.path());
+        EXPECT_NE(refused.result_int(), 200) << target;
+        EXPECT_EQ(refused.body().find("content of"), std::string::npos) << target;
+    }
+    EXPECT_EQ(get("/v1/docs", "").result_int(), 404);                     // not installed
+    EXPECT_EQ(get("/v1/openapi.json", folder.path()).result_int(), 401);  // the document is not
 }
 
 TEST_F(RequestHandlerTest, StatusesAndIdentifiers) {
@@ -325,8 +360,8 @@ TEST(InterpreterInvokerTest, StartSettlesEveryCallExactlyOnce) {
             plhs[0] = kxCreateDoubleScalar(1);
         };
         Settled settled;
-        auto pending =
-            invoker->start(FunctionCall{marking, json::parse("[]"), 1, {}, {}}, settled.completion());
+        auto pending = invoker->start(FunctionCall{marking, json::parse("[]"), 1, {}, {}},
+                                      settled.completion());
         pending->expire();
         EXPECT_EQ(settled.fCount, 1);
         EXPECT_EQ(settled.fOutcome.fStatus, 503u);
@@ -346,7 +381,8 @@ TEST(FunctionInvokerTest, DefaultStartRunsABlockingInvokerOffTheCallersThread) {
     registerTestFunctions();
     const auto plus = *korvan::host::findFunction("handlerTestPlus");
     Settled settled;
-    auto pending = direct->start(FunctionCall{plus, json::parse("[4,5]"), 1, {}, {}}, settled.completion());
+    auto pending =
+        direct->start(FunctionCall{plus, json::parse("[4,5]"), 1, {}, {}}, settled.completion());
     EXPECT_EQ(pending->timeout(), 0ms);  // such calls bound themselves
     ASSERT_TRUE(settled.waitFor(1));
     EXPECT_EQ(writeJson(settled.fOutcome.fBody), R"({"results":[9]})");

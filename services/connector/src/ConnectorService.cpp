@@ -47,7 +47,8 @@ void ConnectorService::start() {
 
     auto log = std::make_unique<AccessLog>(config.fLogLocation);
     RequestContext context{*fCatalog, *fInvoker,
-                           [this](std::string_view token) { return checkToken(token); }};
+                           [this](std::string_view token) { return checkToken(token); },
+                           config.fDocsFolder};
     auto server = std::make_unique<detail::HttpsServer>(options, std::move(context), *log);
     // Calls must be servable before the first request can come in.
     fInvoker->open(server->io(), config.fLogLocation);

@@ -1,8 +1,10 @@
 #include "korvan/services/connector/RequestHandler.hpp"
 
+#include "DocsPage.hpp"
 #include "OpenApi.hpp"
 
 #include <cmath>
+#include <optional>
 #include <variant>
 #include <vector>
 
@@ -21,8 +23,9 @@ using foundation::json::Value;
 struct Reply {
     http::status fStatus;
     Value fBody;
-    const char* fAllow = nullptr;         // for 405
-    const char* fAuthenticate = nullptr;  // for 401
+    const char* fAllow = nullptr;           // for 405
+    const char* fAuthenticate = nullptr;    // for 401
+    std::optional<detail::PageFile> fFile = std::nullopt;  // a file of the page, not fBody
 };
 
 Reply error(http::status status, std::string_view id, std::string_view message) {
@@ -161,6 +164,20 @@ std::variant<Reply, FunctionCall> route(const Request& request, const RequestCon
         body.set("status", Value("ok"));
         return Reply{http::status::ok, std::move(body)};
     }
+    // The page to try functions loads before the person has entered the token.
+    if (!parts.empty() && parts[0] == "docs" && parts.size() <= 2) {
+        if (!isGet) return methodNotAllowed("GET");
+        auto file =
+            detail::readPageFile(context.fDocsFolder, parts.size() == 1 ? "index.html" : parts[1]);
+        if (!file)
+            return error(http::status::not_found, errorid::kNotFound,
+                         parts.size() == 1 ? "The page to try functions is not installed with "
+                                             "this connector"
+                                           : "No such file of the page");
+        Reply r{http::status::ok, Value()};
+        r.fFile = std::move(*file);
+        return r;
+    }
     if (auto refused = checkAuthorization(request, context)) return std::move(*refused);
 
     if (parts.size() == 1 && parts[0] == "openapi.json") {
@@ -245,6 +262,8 @@ Response jsonResponse(http::status status, const Value& body, unsigned version, 
 namespace {
 
 Response answer(const Request& request, const Reply& reply) {
+    if (reply.fFile)
+        return detail::pageResponse(*reply.fFile, request.version(), request.keep_alive());
     Response response =
         jsonResponse(reply.fStatus, reply.fBody, request.version(), request.keep_alive());
     if (reply.fAllow) response.set(http::field::allow, reply.fAllow);

@@ -62,6 +62,9 @@ struct Config {
     /// How long stop() lets requests in flight finish.
     std::chrono::milliseconds fStopTimeout{5000};
     unsigned fIoThreads = 2;
+    /// The files of the page to try functions (GET /v1/docs): index.html, docs.js, docs.css
+    /// and the OpenAPI UI's swagger-ui-bundle.js and swagger-ui.css. Empty: no page.
+    std::filesystem::path fDocsFolder;
 };
 
 class ConnectorService {

@@ -4,6 +4,7 @@
 // Routes (under the fixed API prefix kApiPrefix, so BaseUrl is https://<host>:<port>/v1):
 //   GET  /v1/health                        no token; {"status":"ok"}
 //   GET  /v1/openapi.json                  the OpenAPI 3.1 document (OpenApi.hpp)
+//   GET  /v1/docs, /v1/docs/<file>         no token; the page to try functions (DocsPage.hpp)
 //   GET  /v1/services                      {"services":[{"name":..,"functions":[..],
 //                                           "workers":{..}},..]} ("workers" when calls run
 //                                           in function workers: their settings)
@@ -20,6 +21,7 @@
 // with FunctionInvoker::start and answers with callResponse when it settles.
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -73,6 +75,8 @@ struct RequestContext {
     FunctionInvoker& fInvoker;
     /// Checks a presented token (AccessToken::check against the current token).
     std::function<AccessToken::Check(std::string_view)> fCheckToken;
+    /// Where the page to try functions is (Config::fDocsFolder); empty: no page.
+    std::filesystem::path fDocsFolder = {};
 };
 
 /// {"error":{"identifier":..,"message":..}}.
