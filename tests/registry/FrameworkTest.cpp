@@ -270,11 +270,20 @@ TEST_F(FrameworkTest, ThrowingListenerBecomesAFrameworkError) {
               "listener failed");
     EXPECT_THROW(fContext.AddServiceListener([](ServiceEvent const&) {}, "(bad"),
                  std::invalid_argument);
+
+    // Once removed, neither the throwing listener nor the counting one hears of a change.
+    fContext.RemoveListener(std::move(throwing));
+    fContext.RemoveListener(std::move(counting));
+    fContext.RemoveListener(std::move(frameworkToken));
+    registration.Unregister();
+    EXPECT_EQ(later, 1);
+    EXPECT_EQ(errors.size(), 1u);
 }
 
 TEST_F(FrameworkTest, StoppingTheFrameworkSendsNoUnregisteringEvents) {
     int unregistering = 0;
-    auto token = fContext.AddServiceListener([&](ServiceEvent const& event) {
+    // Kept only for the listener's sake: the framework stops with the listener still added.
+    [[maybe_unused]] auto token = fContext.AddServiceListener([&](ServiceEvent const& event) {
         if (event.GetType() == ServiceEvent::SERVICE_UNREGISTERING) ++unregistering;
     });
     auto registration = registerFoo(1);

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <list>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,9 +19,14 @@ using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 using cppmicroservices::LDAPFilter;
 
+// A type the filter does not know. Any needs operator<< for every held type; this one prints
+// "1" so that "(opaque=1)" shows matching is by type, not by the printed text.
 struct Opaque {
     int fValue = 1;
 };
+std::ostream& operator<<(std::ostream& os, Opaque const& opaque) {
+    return os << opaque.fValue;
+}
 
 AnyMap properties() {
     return AnyMap{

@@ -111,7 +111,6 @@ ListenerToken& ListenerToken::operator=(ListenerToken&& other) noexcept {
     fId = std::exchange(other.fId, 0);
     return *this;
 }
-ListenerToken::~ListenerToken() = default;
 ListenerToken::operator bool() const {
     return fId != 0;
 }

@@ -2,7 +2,8 @@
 // and framework configuration values.
 //
 // Matching is by exact type: any_cast<long> of an Any holding an int fails. An Any cannot hold
-// an array, so Any("text") does not compile; write std::string("text").
+// an array, so Any("text") does not compile; write std::string("text"). Nor can it hold a type
+// without operator<<(std::ostream&): every held value can be rendered as text.
 //
 // Threads: an Any is a value; concurrent reads are safe, writes need external locking.
 // Errors: the reference forms of any_cast throw BadAnyCastException on a type mismatch; the
@@ -10,8 +11,8 @@
 #pragma once
 
 #include <cppmicroservices/GlobalConfig.h>
-#include <cppmicroservices/detail/TypeName.h>
 
+#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -82,6 +83,11 @@ template <class T, class A>
 struct IsSequence<std::list<T, A>> : std::true_type {};
 
 template <class T>
+struct IsFunction : std::false_type {};
+template <class R, class... Args>
+struct IsFunction<std::function<R(Args...)>> : std::true_type {};
+
+template <class T>
 struct IsMap : std::false_type {};
 template <class K, class V, class C, class A>
 struct IsMap<std::map<K, V, C, A>> : std::true_type {};
@@ -98,10 +104,14 @@ void valueToStream(std::ostream& os, T const& value) {
         rangeToStream(os, value);
     } else if constexpr (IsMap<T>::value) {
         mapToStream(os, value);
-    } else if constexpr (IsStreamable<T>::value) {
-        os << value;
+    } else if constexpr (IsFunction<T>::value) {
+        // a held function prints as nothing
     } else {
-        os << '(' << demangledName(typeid(T)) << ')';
+        // Any renders every held value as text, so a type without operator<< cannot be held
+        // (the installed library refuses it in the same place).
+        static_assert(IsStreamable<T>::value,
+                      "cppmicroservices::Any cannot hold a type without operator<<(std::ostream&)");
+        os << value;
     }
 }
 

@@ -17,7 +17,8 @@ class US_Framework_EXPORT ListenerToken {
     ListenerToken& operator=(ListenerToken const&) = delete;
     ListenerToken(ListenerToken&& other) noexcept;
     ListenerToken& operator=(ListenerToken&& other) noexcept;
-    ~ListenerToken();
+    // No destructor: like the installed library's token it is trivially destructible (a token
+    // does not remove its listener), so an unused token draws the compiler's warning here too.
 
     explicit operator bool() const;
 
