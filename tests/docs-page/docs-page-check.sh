@@ -34,7 +34,7 @@ start(c);
 print("token %s\n", c.RESTPersonalAccessToken);
 pause(120);
 K
-(cd "$prefdir" && exec env KORVAN_PREFDIR="$prefdir" timeout 150 "$korvan" serve.k) \
+(cd "$prefdir" && exec env KORVAN_PREFDIR="$prefdir" "$korvan" serve.k) \
   > "$prefdir/out.txt" 2>&1 &
 pid=$!
 for _ in $(seq 300); do
