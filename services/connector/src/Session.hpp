@@ -34,7 +34,10 @@ class Session : public std::enable_shared_from_this<Session> {
     void onRun();
     void onHandshake(boost::beast::error_code ec, std::size_t);
     void doRead();
+    void onHeader(boost::beast::error_code ec, std::size_t bytes);
     void onRead(boost::beast::error_code ec, std::size_t bytes);
+    void beginRequest(bool badRequest);
+    void refuse(http::status status, const char* identifier, std::string message);
     void startCall(FunctionCall call);
     void awaitCall(std::shared_ptr<PendingCall> pending);
     void onCallDone(CallOutcome outcome);
@@ -49,7 +52,9 @@ class Session : public std::enable_shared_from_this<Session> {
     // All members are used on the session's strand only.
     TlsStream fStream;
     const std::shared_ptr<ServerShared> fShared;
-    boost::beast::flat_buffer fBuffer;
+    // Bounded, so that a header block can never hold more than this however it arrives; a
+    // body passes through it into the request.
+    boost::beast::flat_buffer fBuffer{kBufferLimit};
     std::optional<http::request_parser<http::string_body>> fParser;
     Request fRequest;  // the request being answered
     // Runs while a call is out: its wait holds the session, and on expiry the call expires.
@@ -65,7 +70,10 @@ class Session : public std::enable_shared_from_this<Session> {
     bool fLinger = false;
     std::vector<char> fDiscard;  // what lingering reads and drops
     std::size_t fDiscarded = 0;
+    std::size_t fHeaderFields = 0;  // fields of the header; more after the body: a trailer
 
+    static constexpr std::uint32_t kHeaderLimit = 8 * 1024;
+    static constexpr std::size_t kBufferLimit = 16 * 1024;
     static constexpr std::chrono::seconds kLingerTime{2};
     static constexpr std::size_t kLingerBytes = 4 * 1024 * 1024;
 };
