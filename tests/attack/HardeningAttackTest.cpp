@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "AttackClient.hpp"
@@ -185,6 +187,31 @@ TEST_F(HardeningAttack, DuplicateKeysInABodyAreRefusedByName) {
         EXPECT_NE(reply.fBody.find(std::string("\\\"") + c.fKey + "\\\""), std::string::npos)
             << reply.fBody;
     }
+}
+
+TEST(ConnectionCapAttack, ConnectionsBeyondTheCapAreClosedUnreadAndPlacesComeBack) {
+    TargetOptions options;
+    options.fMaxConnections = 4;
+    AttackTarget target(options);
+    std::vector<std::unique_ptr<Connection>> held;
+    for (int i = 0; i < 4; ++i) {
+        held.push_back(std::make_unique<Connection>());
+        ASSERT_TRUE(held.back()->connect(target.port()) && held.back()->handshake())
+            << held.back()->error();
+    }
+    {
+        Connection extra;
+        ASSERT_TRUE(extra.connect(target.port())) << extra.error();
+        EXPECT_FALSE(extra.handshake()) << "a connection beyond the cap was served";
+    }
+    // A connection that ends gives its place back.
+    held.clear();
+    Reply reply;
+    for (int attempt = 0; attempt < 50 && reply.fStatus != 200; ++attempt) {
+        std::this_thread::sleep_for(20ms);
+        reply = exchange(target.port(), requestText("GET", "/v1/health"));
+    }
+    EXPECT_EQ(reply.fStatus, 200u) << reply.fError;
 }
 
 }  // namespace

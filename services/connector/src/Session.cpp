@@ -18,13 +18,14 @@ namespace beast = boost::beast;
 namespace net = boost::asio;
 
 Session::Session(net::ip::tcp::socket&& socket, net::ssl::context& tls,
-                 std::shared_ptr<ServerShared> shared)
+                 std::shared_ptr<ServerShared> shared, std::string address)
     : fStream(std::move(socket), tls),
       fShared(std::move(shared)),
-      fCallTimer(fStream.get_executor()) {
-    beast::error_code ec;
-    const auto peer = fStream.socket().remote_endpoint(ec);
-    fAddress = ec ? std::string("-") : peer.address().to_string();
+      fCallTimer(fStream.get_executor()),
+      fAddress(std::move(address)) {}
+
+Session::~Session() {
+    fShared->release(fAddress);
 }
 
 void Session::run() {

@@ -3,7 +3,8 @@
 // shared_from_this in each pending handler, each doX starts an operation with a time-out and
 // its onX continues; any error ends in one place (fail). A function call is started with the
 // invoker and nothing waits for it: its outcome comes back to the strand through the server
-// (ServerShared::postToIo), and until then the call timer holds the session.
+// (ServerShared::postToIo), and until then the call timer holds the session. A session exists
+// only for a connection the server admitted (ServerShared::admit) and releases it on its end.
 #pragma once
 
 #include <chrono>
@@ -27,7 +28,9 @@ namespace korvan::services::connector::detail {
 class Session : public std::enable_shared_from_this<Session> {
   public:
     Session(boost::asio::ip::tcp::socket&& socket, boost::asio::ssl::context& tls,
-            std::shared_ptr<ServerShared> shared);
+            std::shared_ptr<ServerShared> shared, std::string address);
+    /// Gives the connection's place back (ServerShared::admit).
+    ~Session();
     void run();
 
   private:
@@ -61,8 +64,8 @@ class Session : public std::enable_shared_from_this<Session> {
     boost::asio::steady_timer fCallTimer;
     std::uint64_t fCallSerial = 0;  // which call the timer's wait belongs to; bumped at its end
     Response fResponse;
-    std::string fAddress;
-    AccessLogEntry fEntry;  // the request being answered
+    const std::string fAddress;  // the client's address, admitted by ServerShared::admit
+    AccessLogEntry fEntry;       // the request being answered
     std::chrono::steady_clock::time_point fStarted;
     bool fInRequest = false;
     // Set when an answer is written before the request was read to its end (body too large,
