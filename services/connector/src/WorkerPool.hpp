@@ -68,8 +68,8 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
     friend class PoolCall;
     void expire(const std::shared_ptr<PoolCall>& call);
 
-    std::shared_ptr<Worker> launch();                      // fLock held
-    void watch(const std::shared_ptr<Worker>& worker);     // fLock held
+    std::shared_ptr<Worker> launch();            // fLock held
+    void watch(const std::shared_ptr<Worker>& worker);  // fLock held
     void dispatch(const std::shared_ptr<Worker>& worker);  // fLock held
     void onReadable(const std::shared_ptr<Worker>& worker, std::size_t bytes);
     void onAnswer(const std::shared_ptr<Worker>& worker, std::string_view payload,
@@ -83,10 +83,10 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
     const WorkerLaunch fLaunch;
 
     mutable std::mutex fLock;
-    bool fOpen = false;                             // guarded by fLock
-    std::vector<std::shared_ptr<Worker>> fWorkers;  // guarded by fLock
-    std::deque<std::shared_ptr<PoolCall>> fQueue;   // guarded by fLock
-    std::uint64_t fNextCall = 1;                    // guarded by fLock
+    bool fOpen = false;                                // guarded by fLock
+    std::vector<std::shared_ptr<Worker>> fWorkers;     // guarded by fLock
+    std::deque<std::shared_ptr<PoolCall>> fQueue;      // guarded by fLock
+    std::uint64_t fNextCall = 1;                       // guarded by fLock
     unsigned fFailedStarts = 0;  // workers in a row that ended before ready; guarded by fLock
 };
 
