@@ -45,7 +45,8 @@ void Session::onHandshake(beast::error_code ec, std::size_t) {
 
 void Session::doRead() {
     fParser.emplace();
-    fParser->body_limit(fShared->fBodyLimit);
+    // No body limit yet: it applies only once the header has passed every check (below).
+    fParser->body_limit(boost::none);
     fParser->header_limit(kHeaderLimit);
     fStream.expires_after(fShared->fIoTimeout);
     // The header first: a request it refuses is answered before any of its body is read.
@@ -108,6 +109,11 @@ void Session::refuse(http::status status, const char* identifier, std::string me
     doWrite(jsonResponse(status, errorBody(identifier, message), 11, false));
 }
 
+void Session::refuseBodyTooLarge() {
+    refuse(http::status::payload_too_large, errorid::kBodyTooLarge,
+           "The request body is larger than " + std::to_string(fShared->fBodyLimit) + " bytes");
+}
+
 void Session::onHeader(beast::error_code ec, std::size_t) {
     if (ec == http::error::end_of_stream) return doClose();
     // A header block larger than the buffer may hold is too large however it came.
@@ -136,16 +142,16 @@ void Session::onHeader(beast::error_code ec, std::size_t) {
         return doWrite(std::move(*answer));
     }
     fHeaderFields = fieldCount(header);
+    const auto length = fParser->content_length();
+    if (length && *length > fShared->fBodyLimit) return refuseBodyTooLarge();
+    fParser->body_limit(fShared->fBodyLimit);
     fStream.expires_after(fShared->fIoTimeout);
     http::async_read(fStream, fBuffer, *fParser,
                      beast::bind_front_handler(&Session::onRead, shared_from_this()));
 }
 
 void Session::onRead(beast::error_code ec, std::size_t) {
-    if (ec == http::error::body_limit)
-        return refuse(
-            http::status::payload_too_large, errorid::kBodyTooLarge,
-            "The request body is larger than " + std::to_string(fShared->fBodyLimit) + " bytes");
+    if (ec == http::error::body_limit) return refuseBodyTooLarge();
     if (ec && answerableParseError(ec))
         return refuse(http::status::bad_request, errorid::kBadRequest,
                       "The request is not valid HTTP: " + ec.message());

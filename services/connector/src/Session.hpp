@@ -41,6 +41,7 @@ class Session : public std::enable_shared_from_this<Session> {
     void onRead(boost::beast::error_code ec, std::size_t bytes);
     void beginRequest(bool badRequest);
     void refuse(http::status status, const char* identifier, std::string message);
+    void refuseBodyTooLarge();
     void startCall(FunctionCall call);
     void awaitCall(std::shared_ptr<PendingCall> pending);
     void onCallDone(CallOutcome outcome);
