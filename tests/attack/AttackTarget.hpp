@@ -35,6 +35,7 @@ struct TargetOptions {
     std::chrono::milliseconds fIoTimeout{1000};
     std::size_t fBodyLimit = 4096;
     std::string fHostName;  // the HostName setting; empty: none
+    std::size_t fMaxConnections = 512;
     /// Runs on the settings store before the connector is made (e.g. to plant a token).
     std::function<void(korvan::services::settings::SettingsStore&)> fBefore;
 };
@@ -69,6 +70,7 @@ class AttackTarget {
         tuning.fIoTimeout = options.fIoTimeout;
         tuning.fStopTimeout = std::chrono::seconds(2);
         tuning.fBodyLimit = options.fBodyLimit;
+        tuning.fMaxConnections = options.fMaxConnections;
         fConnector = std::make_unique<korvan::services::servicehost::HostedConnector>(
             fStore, std::make_shared<korvan::shell::FolderFunctionCatalog>(services),
             std::make_shared<connector::InterpreterInvoker>(fInterpreter.getXVM(),

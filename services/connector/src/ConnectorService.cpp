@@ -43,6 +43,9 @@ void ConnectorService::start() {
     options.fIoThreads = std::clamp(config.fIoThreads, 1u, detail::availableCores());
     // Local mode refuses requests addressed to other names (DNS rebinding from a web page).
     options.fCheckHost = config.fAccessMode == ClientAccessMode::Local;
+    options.fMaxConnections = std::max<std::size_t>(1, config.fMaxConnections);
+    // On loopback every client has the same address: the per-address cap is for remote mode.
+    options.fMaxPerAddress = options.fCheckHost ? 0 : config.fMaxConnectionsPerAddress;
     if (!config.fHostName.empty()) options.fHostNames.push_back(config.fHostName);
 
     auto log = std::make_unique<AccessLog>(config.fLogLocation);

@@ -20,11 +20,12 @@ HttpsServer::HttpsServer(ServerOptions options, RequestContext context, AccessLo
       fTls(net::ssl::context::tls_server),
       fIo(static_cast<int>(fOptions.fIoThreads)),
       fWork(boost::asio::make_work_guard(fIo)),
-      fShared(std::make_shared<ServerShared>(std::move(context), log, fOptions.fBodyLimit,
-                                             fOptions.fIoTimeout, fOptions.fCheckHost,
-                                             fOptions.fHostNames, fIo)),
+      fShared(std::make_shared<ServerShared>(
+          std::move(context), log, fOptions.fBodyLimit, fOptions.fIoTimeout, fOptions.fCheckHost,
+          fOptions.fHostNames, fOptions.fMaxConnections, fOptions.fMaxPerAddress, fIo)),
       fAcceptStrand(net::make_strand(fIo)),
-      fAcceptor(fAcceptStrand) {}
+      fAcceptor(fAcceptStrand),
+      fAcceptBackoff(fAcceptStrand) {}
 
 HttpsServer::~HttpsServer() {
     stop();
@@ -86,8 +87,27 @@ void HttpsServer::doAccept() {
 
 void HttpsServer::onAccept(boost::system::error_code ec, tcp::socket socket) {
     if (!fAcceptor.is_open()) return;  // closed by stop()
-    if (!ec) std::make_shared<Session>(std::move(socket), fTls, fShared)->run();
-    // A failed accept (a peer that left, no file descriptors) does not end the listener.
+    if (ec == net::error::no_descriptors ||
+        ec == boost::system::errc::too_many_files_open_in_system || ec == net::error::no_memory ||
+        ec == net::error::no_buffer_space) {
+        // Out of descriptors: the waiting connection stays in the backlog and accepting again at
+        // once would fail at once, in a loop. Try again shortly; sessions ending free some.
+        fAcceptBackoff.expires_after(kAcceptBackoff);
+        fAcceptBackoff.async_wait([this](boost::system::error_code waitEc) {
+            if (!waitEc && fAcceptor.is_open()) doAccept();
+        });
+        return;
+    }
+    if (!ec) {
+        boost::system::error_code peerEc;
+        const auto peer = socket.remote_endpoint(peerEc);
+        const std::string address = peerEc ? std::string("-") : peer.address().to_string();
+        if (fShared->admit(address))
+            std::make_shared<Session>(std::move(socket), fTls, fShared, address)->run();
+        else
+            socket.close(peerEc);  // over a cap: closed at once, nothing read
+    }
+    // A failed accept (a peer that left) does not end the listener.
     doAccept();
 }
 
@@ -101,6 +121,7 @@ void HttpsServer::stop() {
         net::post(fAcceptStrand, [this, closed] {
             boost::system::error_code ignored;
             fAcceptor.close(ignored);
+            fAcceptBackoff.cancel();
             closed->set_value();
         });
         closedFuture.wait_for(fOptions.fStopTimeout);

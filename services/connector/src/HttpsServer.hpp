@@ -16,6 +16,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/strand.hpp>
 
 #include "ServerShared.hpp"
@@ -34,6 +35,8 @@ struct ServerOptions {
     /// Local mode: requests must carry a Host that names this machine (hostAllowed).
     bool fCheckHost = false;
     std::vector<std::string> fHostNames;
+    std::size_t fMaxConnections = 512;
+    std::size_t fMaxPerAddress = 0;  // 0: no limit per client address
 };
 
 class HttpsServer {
@@ -53,6 +56,8 @@ class HttpsServer {
     boost::asio::io_context& io() noexcept { return fIo; }
 
   private:
+    static constexpr std::chrono::milliseconds kAcceptBackoff{100};
+
     void doAccept();
     void onAccept(boost::system::error_code ec, boost::asio::ip::tcp::socket socket);
 
@@ -65,6 +70,8 @@ class HttpsServer {
     // Accepting runs on this strand; stop() closes the acceptor through it.
     boost::asio::strand<boost::asio::io_context::executor_type> fAcceptStrand;
     boost::asio::ip::tcp::acceptor fAcceptor;
+    // Waits before accepting again when the process is out of descriptors (accept strand).
+    boost::asio::steady_timer fAcceptBackoff;
     std::vector<std::thread> fThreads;
     std::uint16_t fBoundPort = 0;
     bool fStopped = false;

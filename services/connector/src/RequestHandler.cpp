@@ -11,6 +11,7 @@
 #include <boost/beast/http/field.hpp>
 #include <boost/beast/http/verb.hpp>
 
+#include "DuplicateKeys.hpp"
 #include "foundation/json/Parser.hpp"
 #include "korvan/services/connector/JsonValues.hpp"
 
@@ -125,6 +126,9 @@ std::variant<Reply, FunctionCall> prepareCall(const Request& request,
     } catch (const foundation::json::ParserException& e) {
         return error(http::status::bad_request, errorid::kInvalidJson, e.what());
     }
+    if (auto key = detail::duplicateKey(request.body()))
+        return error(http::status::bad_request, errorid::kInvalidJson,
+                     "The key " + printableQuoted(*key) + " appears twice in one object");
     if (!body.isObject())
         return error(http::status::bad_request, errorid::kInvalidRequest,
                      "The body must be a JSON object {\"args\": [...], \"nargout\": N}");
@@ -149,7 +153,14 @@ std::variant<Reply, FunctionCall> prepareCall(const Request& request,
                         std::string(name)};
 }
 
-std::variant<Reply, FunctionCall> route(const Request& request, const RequestContext& context) {
+// Marks a request whose header passed every check: only its body is left to read.
+struct BodyNeeded {};
+
+// With `headerOnly`, a call that passes the checks its header allows ends in BodyNeeded
+// instead of reading its body.
+std::variant<Reply, FunctionCall, BodyNeeded> route(const Request& request,
+                                                    const RequestContext& context,
+                                                    bool headerOnly) {
     const std::string_view path = targetPath(request.target());
     if (path.substr(0, kApiPrefix.size()) != kApiPrefix ||
         (path.size() > kApiPrefix.size() && path[kApiPrefix.size()] != '/'))
@@ -219,7 +230,10 @@ std::variant<Reply, FunctionCall> route(const Request& request, const RequestCon
             return Reply{http::status::ok, std::move(entry)};
         }
         if (method != http::verb::post) return methodNotAllowed("GET, POST");
-        return prepareCall(request, std::move(*function), service, parts[2]);
+        if (headerOnly) return BodyNeeded{};
+        auto prepared = prepareCall(request, std::move(*function), service, parts[2]);
+        if (auto* reply = std::get_if<Reply>(&prepared)) return std::move(*reply);
+        return std::move(std::get<FunctionCall>(prepared));
     }
     const auto functions = context.fCatalog.functionNames(service);
     if (!functions) return unknownService(service);
@@ -275,15 +289,26 @@ Response answer(const Request& request, const Reply& reply) {
 
 std::variant<Response, FunctionCall> routeRequest(const Request& request,
                                                   const RequestContext& context) {
-    std::variant<Reply, FunctionCall> routed;
+    std::variant<Reply, FunctionCall, BodyNeeded> routed;
     try {
-        routed = route(request, context);
+        routed = route(request, context, false);
     } catch (const std::exception& e) {
         // A catalogue that fails unexpectedly: reported, never a dropped connection.
         routed = error(http::status::internal_server_error, errorid::kFunctionError, e.what());
     }
     if (auto* call = std::get_if<FunctionCall>(&routed)) return std::move(*call);
     return answer(request, std::get<Reply>(routed));
+}
+
+std::optional<Response> answerFromHeader(const Request& header, const RequestContext& context) {
+    std::variant<Reply, FunctionCall, BodyNeeded> routed;
+    try {
+        routed = route(header, context, true);
+    } catch (const std::exception& e) {
+        routed = error(http::status::internal_server_error, errorid::kFunctionError, e.what());
+    }
+    if (auto* reply = std::get_if<Reply>(&routed)) return answer(header, *reply);
+    return std::nullopt;
 }
 
 Response callResponse(const Request& request, CallOutcome outcome) {

@@ -3,12 +3,15 @@
 // finishing after stop() still finds it.
 #pragma once
 
+#include <malloc.h>
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include <boost/asio/io_context.hpp>
@@ -22,13 +25,16 @@ namespace korvan::services::connector::detail {
 struct ServerShared {
     ServerShared(RequestContext context, AccessLog& log, std::size_t bodyLimit,
                  std::chrono::milliseconds ioTimeout, bool checkHost,
-                 std::vector<std::string> hostNames, boost::asio::io_context& io)
+                 std::vector<std::string> hostNames, std::size_t maxConnections,
+                 std::size_t maxPerAddress, boost::asio::io_context& io)
         : fContext(std::move(context)),
           fLog(log),
           fBodyLimit(bodyLimit),
           fIoTimeout(ioTimeout),
           fCheckHost(checkHost),
           fHostNames(std::move(hostNames)),
+          fMaxConnections(maxConnections),
+          fMaxPerAddress(maxPerAddress),
           fIo(&io) {}
 
     // Constant after construction.
@@ -38,6 +44,38 @@ struct ServerShared {
     const std::chrono::milliseconds fIoTimeout;
     const bool fCheckHost;                      // local mode: only hostAllowed() Host values
     const std::vector<std::string> fHostNames;  // the configured HostName, if any
+
+    /// Counts a new connection from `address`; false when it would pass a cap (it is then
+    /// closed unread). Any thread.
+    bool admit(const std::string& address) {
+        std::lock_guard lock(fConnectionsLock);
+        if (fOpen >= fMaxConnections) return false;
+        if (fMaxPerAddress > 0) {
+            auto& count = fPerAddress[address];
+            if (count >= fMaxPerAddress) return false;
+            ++count;
+        }
+        ++fOpen;
+        return true;
+    }
+    /// A connection admitted from `address` has ended. When it was the last, the memory the
+    /// connections used goes back to the system (glibc keeps freed memory otherwise). Any thread.
+    void release(const std::string& address) {
+        bool last;
+        {
+            std::lock_guard lock(fConnectionsLock);
+            if (fMaxPerAddress > 0) {
+                auto it = fPerAddress.find(address);
+                if (it != fPerAddress.end() && --it->second == 0) fPerAddress.erase(it);
+            }
+            last = --fOpen == 0;
+        }
+        if (last) malloc_trim(0);
+    }
+    std::size_t openConnections() {
+        std::lock_guard lock(fConnectionsLock);
+        return fOpen;
+    }
 
     // Requests read and not yet answered; stop() waits for zero. Guarded by fInFlightLock.
     std::mutex fInFlightLock;
@@ -76,6 +114,11 @@ struct ServerShared {
     }
 
   private:
+    const std::size_t fMaxConnections;
+    const std::size_t fMaxPerAddress;  // 0: no limit per address
+    std::mutex fConnectionsLock;
+    std::size_t fOpen = 0;                                     // guarded by fConnectionsLock
+    std::unordered_map<std::string, std::size_t> fPerAddress;  // guarded by fConnectionsLock
     std::mutex fIoLock;
     boost::asio::io_context* fIo;  // guarded by fIoLock; null once the server has stopped
 };

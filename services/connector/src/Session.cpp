@@ -1,11 +1,14 @@
 #include "Session.hpp"
 
+#include <iterator>
+#include <optional>
 #include <variant>
 
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/ssl/error.hpp>
 #include <boost/beast/core/bind_handler.hpp>
+#include <boost/beast/core/string.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/write.hpp>
 
@@ -15,13 +18,14 @@ namespace beast = boost::beast;
 namespace net = boost::asio;
 
 Session::Session(net::ip::tcp::socket&& socket, net::ssl::context& tls,
-                 std::shared_ptr<ServerShared> shared)
+                 std::shared_ptr<ServerShared> shared, std::string address)
     : fStream(std::move(socket), tls),
       fShared(std::move(shared)),
-      fCallTimer(fStream.get_executor()) {
-    beast::error_code ec;
-    const auto peer = fStream.socket().remote_endpoint(ec);
-    fAddress = ec ? std::string("-") : peer.address().to_string();
+      fCallTimer(fStream.get_executor()),
+      fAddress(std::move(address)) {}
+
+Session::~Session() {
+    fShared->release(fAddress);
 }
 
 void Session::run() {
@@ -41,10 +45,13 @@ void Session::onHandshake(beast::error_code ec, std::size_t) {
 
 void Session::doRead() {
     fParser.emplace();
-    fParser->body_limit(fShared->fBodyLimit);
+    // No body limit yet: it applies only once the header has passed every check (below).
+    fParser->body_limit(boost::none);
+    fParser->header_limit(kHeaderLimit);
     fStream.expires_after(fShared->fIoTimeout);
-    http::async_read(fStream, fBuffer, *fParser,
-                     beast::bind_front_handler(&Session::onRead, shared_from_this()));
+    // The header first: a request it refuses is answered before any of its body is read.
+    http::async_read_header(fStream, fBuffer, *fParser,
+                            beast::bind_front_handler(&Session::onHeader, shared_from_this()));
 }
 
 namespace {
@@ -58,13 +65,30 @@ bool answerableParseError(beast::error_code ec) {
            ec != http::error::need_more && ec != http::error::body_limit;
 }
 
+bool sameText(std::string_view a, std::string_view b) {
+    return beast::iequals(a, b);
+}
+
+// Why a header that parsed cannot be answered safely, or nothing. A body framed in any way
+// but plain chunked or one Content-Length could be read differently by a proxy in front of
+// us, and the rest of it taken for a second request.
+std::optional<std::string> framingProblem(const Request& header) {
+    if (header.count(http::field::host) > 1) return "more than one Host header";
+    if (header.count(http::field::content_length) > 1) return "more than one Content-Length header";
+    const auto te = header.count(http::field::transfer_encoding);
+    if (te > 1) return "more than one Transfer-Encoding header";
+    if (te == 1 && !sameText(header[http::field::transfer_encoding], "chunked"))
+        return "a Transfer-Encoding other than \"chunked\"";
+    return std::nullopt;
+}
+
+std::size_t fieldCount(const Request& request) {
+    return static_cast<std::size_t>(std::distance(request.begin(), request.end()));
+}
+
 }  // namespace
 
-void Session::onRead(beast::error_code ec, std::size_t) {
-    if (ec == http::error::end_of_stream) return doClose();
-    const bool badRequest = ec && answerableParseError(ec);
-    if (ec && ec != http::error::body_limit && !badRequest) return fail(ec);
-
+void Session::beginRequest(bool badRequest) {
     const auto& header = fParser->get();
     fInRequest = true;
     fShared->beginRequest();
@@ -77,29 +101,66 @@ void Session::onRead(beast::error_code ec, std::size_t) {
                        badRequest ? std::string("-") : std::string(targetPath(header.target())),
                        0,
                        {}};
-    if (badRequest) {
-        fLinger = true;
-        if (ec == http::error::header_limit)
-            return doWrite(jsonResponse(
-                http::status::request_header_fields_too_large,
-                errorBody(errorid::kHeaderTooLarge, "The request line and headers are too large"),
-                11, false));
-        return doWrite(jsonResponse(
-            http::status::bad_request,
-            errorBody(errorid::kBadRequest, "The request is not valid HTTP: " + ec.message()), 11,
-            false));
-    }
+}
+
+void Session::refuse(http::status status, const char* identifier, std::string message) {
+    // The request was not read to its end: the connection closes by lingering.
+    fLinger = true;
+    doWrite(jsonResponse(status, errorBody(identifier, message), 11, false));
+}
+
+void Session::refuseBodyTooLarge() {
+    refuse(http::status::payload_too_large, errorid::kBodyTooLarge,
+           "The request body is larger than " + std::to_string(fShared->fBodyLimit) + " bytes");
+}
+
+void Session::onHeader(beast::error_code ec, std::size_t) {
+    if (ec == http::error::end_of_stream) return doClose();
+    // A header block larger than the buffer may hold is too large however it came.
+    const bool tooLarge = ec == http::error::header_limit || ec == http::error::buffer_overflow;
+    const bool badRequest = ec && (tooLarge || answerableParseError(ec));
+    if (ec && !badRequest) return fail(ec);
+    beginRequest(badRequest);
+    if (tooLarge)
+        return refuse(http::status::request_header_fields_too_large, errorid::kHeaderTooLarge,
+                      "The request line and headers are too large");
+    if (badRequest)
+        return refuse(http::status::bad_request, errorid::kBadRequest,
+                      "The request is not valid HTTP: " + ec.message());
+    const auto& header = fParser->get();
+    if (auto problem = framingProblem(header))
+        return refuse(http::status::bad_request, errorid::kBadRequest,
+                      "The request is not valid HTTP: " + *problem);
     if (fShared->fCheckHost && !hostAllowed(header[http::field::host], fShared->fHostNames))
-        return doWrite(hostNotAllowed(fParser->get()));
-    if (ec == http::error::body_limit) {
-        // The rest of the body is never read, so the connection cannot carry another request.
-        fLinger = true;
-        return doWrite(jsonResponse(
-            http::status::payload_too_large,
-            errorBody(errorid::kBodyTooLarge, "The request body is larger than " +
-                                                  std::to_string(fShared->fBodyLimit) + " bytes"),
-            header.version(), false));
+        return doWrite(hostNotAllowed(header));
+    if (auto answer = answerFromHeader(header, fShared->fContext)) {
+        if (!fParser->is_done()) {
+            // Its body is never read, so the connection cannot carry another request.
+            answer->keep_alive(false);
+            fLinger = true;
+        }
+        return doWrite(std::move(*answer));
     }
+    fHeaderFields = fieldCount(header);
+    const auto length = fParser->content_length();
+    if (length && *length > fShared->fBodyLimit) return refuseBodyTooLarge();
+    fParser->body_limit(fShared->fBodyLimit);
+    fStream.expires_after(fShared->fIoTimeout);
+    http::async_read(fStream, fBuffer, *fParser,
+                     beast::bind_front_handler(&Session::onRead, shared_from_this()));
+}
+
+void Session::onRead(beast::error_code ec, std::size_t) {
+    if (ec == http::error::body_limit) return refuseBodyTooLarge();
+    if (ec && answerableParseError(ec))
+        return refuse(http::status::bad_request, errorid::kBadRequest,
+                      "The request is not valid HTTP: " + ec.message());
+    if (ec) return fail(ec);
+    // The parser adds the fields of a chunked body's trailer to the header: they must never
+    // take part in routing or authorisation, so a request carrying any is refused.
+    if (fieldCount(fParser->get()) != fHeaderFields)
+        return refuse(http::status::bad_request, errorid::kBadRequest,
+                      "The request is not valid HTTP: trailer fields are not accepted");
     fRequest = fParser->release();
     auto routed = routeRequest(fRequest, fShared->fContext);
     if (auto* call = std::get_if<FunctionCall>(&routed)) return startCall(std::move(*call));

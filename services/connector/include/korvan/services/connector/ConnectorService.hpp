@@ -62,6 +62,12 @@ struct Config {
     /// How long stop() lets requests in flight finish.
     std::chrono::milliseconds fStopTimeout{5000};
     unsigned fIoThreads = 2;
+    /// Open connections at most; beyond it a new connection is closed at once, unread. The
+    /// default fits a workstation's usual limit of 1,024 descriptors with room for the
+    /// function workers and log files.
+    std::size_t fMaxConnections = 512;
+    /// Remote mode: open connections from one client address at most (0: no limit).
+    std::size_t fMaxConnectionsPerAddress = 64;
     /// The files of the page to try functions (GET /v1/docs): index.html, docs.js, docs.css
     /// and the OpenAPI UI's swagger-ui-bundle.js and swagger-ui.css. Empty: no page.
     std::filesystem::path fDocsFolder;

@@ -23,6 +23,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -83,8 +84,7 @@ struct RequestContext {
 foundation::json::Value errorBody(std::string_view identifier, std::string_view message);
 
 /// A response whose body is the JSON text `body`, as it stands.
-Response jsonTextResponse(http::status status, std::string body, unsigned version,
-                          bool keepAlive);
+Response jsonTextResponse(http::status status, std::string body, unsigned version, bool keepAlive);
 
 /// A JSON response with the request's HTTP version and keep-alive choice.
 Response jsonResponse(http::status status, const foundation::json::Value& body, unsigned version,
@@ -94,6 +94,11 @@ Response jsonResponse(http::status status, const foundation::json::Value& body, 
 /// function call whose outcome is the answer (a POST naming a function, with a valid body).
 std::variant<Response, FunctionCall> routeRequest(const Request& request,
                                                   const RequestContext& context);
+
+/// The answer to a request from its header alone (its body not read): every refusal (route,
+/// method, token) and every answer that needs no body; nothing for a call whose header passed
+/// every check, whose body is then read and handed to routeRequest.
+std::optional<Response> answerFromHeader(const Request& header, const RequestContext& context);
 
 /// The answer to `request` from the outcome of its call.
 Response callResponse(const Request& request, CallOutcome outcome);
