@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <iostream>
 #include <iterator>
 #include <sstream>
@@ -87,6 +88,11 @@ int main(int argc, char** argv) {
     // and the resident size keeps growing from one burst to the next. One arena per core is
     // enough for threads that mostly wait.
     ::mallopt(M_ARENA_MAX, static_cast<int>(std::max(2u, std::thread::hardware_concurrency())));
+    // Standard output is line-buffered whatever it is (a terminal, a file, a pipe): whoever
+    // reads a script's output through a pipe or a supervisor sees each line as it is written.
+    // Standard error stays unbuffered, and std::cerr flushes std::cout before it writes (tie),
+    // so the two streams keep their order when they go to the same place.
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     std::vector<std::string> args(argv + (argc > 0 ? 1 : 0), argv + argc);
     CommandLine cl = korvan::shell::parseCommandLine(args, ::isatty(STDIN_FILENO) == 1);
     switch (cl.fMode) {

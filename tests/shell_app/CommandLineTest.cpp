@@ -208,5 +208,25 @@ TEST(InterruptTest, AScriptCanCatchCtrlCAndCleanUp) {
     EXPECT_EQ(r.fOut, "KORVAN:lang:Interrupted\ncleaned up\n");
 }
 
+// Standard output redirected to a pipe (a file, a supervisor, `| tee`) shows each line as it is
+// written, in the order of both streams, while the script still runs: the interrupt is sent
+// only once the last line before the pause arrived, so buffered output would time out.
+TEST(InterruptTest, RedirectedOutputArrivesLineByLineWhileTheScriptRuns) {
+    TempFolder prefs;
+    ProcessOptions options = korvanOptions(
+        {"-e", "disp('one'); warning('two'); x = 3\nprint('four\\n'); y = 'five'\npause(600)"},
+        prefs);
+    options.fErrorsIntoOutput = true;
+    options.fInterruptWhen = "five";
+    ProcessOutcome r = runKorvan(options);
+    ASSERT_FALSE(r.fTimedOut) << "output held back until the end: " << r.fOut;
+    std::size_t one = r.fOut.find("one\n"), two = r.fOut.find("Warning: two"),
+                three = r.fOut.find("x = 3"), four = r.fOut.find("four\n"),
+                five = r.fOut.find("five"), interrupted = r.fOut.find("KORVAN:lang:Interrupted");
+    EXPECT_TRUE(one < two && two < three && three < four && four < five && five < interrupted &&
+                interrupted != std::string::npos)
+        << r.fOut;
+}
+
 }  // namespace
 }  // namespace korvan::shell::test

@@ -105,7 +105,7 @@ ProcessOutcome runKorvan(const ProcessOptions& options) {
     if (pid == 0) {
         ::dup2(in[0], STDIN_FILENO);
         ::dup2(out[1], STDOUT_FILENO);
-        ::dup2(err[1], STDERR_FILENO);
+        ::dup2(options.fErrorsIntoOutput ? out[1] : err[1], STDERR_FILENO);
         if (!folder.empty() && ::chdir(folder.c_str()) != 0) ::_exit(126);
         ::execve(argp[0], argp.data(), envp.data());
         ::_exit(127);
@@ -125,7 +125,8 @@ ProcessOutcome runKorvan(const ProcessOptions& options) {
     std::string* sinks[2] = {&outcome.fOut, &outcome.fErr};
     int open = 2;
     while (open > 0 && Clock::now() < deadline) {
-        if (!interrupted && outcome.fErr.find(options.fInterruptWhen) != std::string::npos) {
+        if (!interrupted && (outcome.fErr.find(options.fInterruptWhen) != std::string::npos ||
+                             outcome.fOut.find(options.fInterruptWhen) != std::string::npos)) {
             ::kill(pid, SIGINT);
             interrupted = true;
         }

@@ -42,9 +42,12 @@ struct ProcessOptions {
     std::string fStdin;                       // written to a pipe, then closed
     std::map<std::string, std::string> fEnv;  // set (an empty value unsets) in the child
     std::filesystem::path fWorkingFolder;     // empty: the test's own
-    /// When not empty: one SIGINT is sent as soon as standard error holds this text (the
-    /// script is then running, so the interrupt is for it).
+    /// When not empty: one SIGINT is sent as soon as standard output or error holds this text
+    /// (the script is then running, so the interrupt is for it).
     std::string fInterruptWhen;
+    /// Standard error goes into the standard output's pipe (as `2>&1` does), so fOut shows
+    /// the order in which the two were written.
+    bool fErrorsIntoOutput = false;
     std::chrono::milliseconds fLimit = 20s;
 };
 
