@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include <boost/json.hpp>
+
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Framework.h>
 
@@ -19,6 +21,7 @@
 #include "korvan/services/settings/SettingsStore.hpp"
 #include "korvan/shell/ConnectorFunctions.hpp"
 #include "korvan/shell/FolderFunctionCatalog.hpp"
+#include "rest/kv/connectorservice/Operations.hpp"
 
 namespace korvan::shell {
 namespace {
@@ -124,8 +127,7 @@ void Runtime::Impl::startServices(const fs::path& executable) {
             workers.fCatalog = fCatalog;
             workers.fExecutable = executable;
             workers.fServicesFolder = fSettings->servicesFolder();
-            workers.fGlobalSettings =
-                fSettings->folder() / "rest" / connector::kWorkerSettingsFile;
+            workers.fGlobalSettings = fSettings->folder() / "rest" / connector::kWorkerSettingsFile;
             // Each connector instance (a flip makes a new one) gets pools of its own, so the
             // instance going down never ends the workers of the one coming up.
             servicehost::ServiceHostOptions options;
@@ -137,8 +139,7 @@ void Runtime::Impl::startServices(const fs::path& executable) {
                 korvan::host::MessageCatalogue::defaultFolder().parent_path() / "docs-ui";
             options.fFactory = [settings = fSettings, catalog = fCatalog, workers, tuning] {
                 return std::make_shared<servicehost::HostedConnector>(
-                    settings, catalog, std::make_shared<connector::WorkerInvoker>(workers),
-                    tuning);
+                    settings, catalog, std::make_shared<connector::WorkerInvoker>(workers), tuning);
             };
             fServiceHost = std::make_shared<servicehost::ServiceHost>(std::move(options));
             fServiceHost->start();
@@ -215,6 +216,20 @@ Runtime::~Runtime() {
 
 const fs::path& Runtime::settingsFolder() const {
     return fImpl->fSettingsFolder;
+}
+
+std::string Runtime::runningConnectorAddress() const {
+    auto service = fImpl->fServiceHost ? fImpl->fServiceHost->current() : nullptr;
+    if (!service) return {};
+    try {
+        namespace op = rest::kv::connectorservice::op;
+        if (service->invoke(std::string(op::getStatus), "{}") != "1") return {};
+        boost::json::value url =
+            boost::json::parse(service->invoke(std::string(op::getBaseUrl), "{}"));
+        return url.is_string() ? std::string(url.as_string()) : std::string();
+    } catch (const std::exception&) {
+        return {};  // a service going away answers nothing; there is nothing to announce then
+    }
 }
 
 }  // namespace korvan::shell

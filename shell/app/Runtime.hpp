@@ -24,6 +24,7 @@
 #include <filesystem>
 #include <memory>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "xvm/XVM.hpp"
@@ -55,6 +56,8 @@ class Runtime {
 
     /// The settings folder; empty when none could be determined.
     const std::filesystem::path& settingsFolder() const;
+    /// The connector's BaseURL while it runs; empty when it does not run (or cannot say).
+    std::string runningConnectorAddress() const;
 
   private:
     struct Impl;

@@ -71,6 +71,11 @@ int runMode(const CommandLine& cl, const std::filesystem::path& executable) {
             std::filesystem::path history;
             if (!runtime.settingsFolder().empty()) history = runtime.settingsFolder() / "history";
             status = korvan::shell::Prompt(interpreter, vm, history).run();
+            // Leaving the prompt (Ctrl-D, exit) ends the connector with korvan: say so, so
+            // that nobody wonders why its callers are refused from now on.
+            if (std::string url = runtime.runningConnectorAddress(); !url.empty())
+                std::cout << "Stopping the REST function connector at " << url
+                          << " before korvan ends.\n";
             break;
         }
         default:

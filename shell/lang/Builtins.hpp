@@ -4,7 +4,8 @@
 //
 // Each file registers one group: BuiltinsMath.cpp (numbers and arrays), BuiltinsText.cpp
 // (texts, formatting, conversions), BuiltinsSystem.cpp (output, errors, warnings, environment,
-// pause, delete), BuiltinsCommand.cpp (system). Output goes to the running Interpreter's stream, or
+// pause, delete), BuiltinsCommand.cpp (system),
+// BuiltinsHelp.cpp (help, properties, methods). Output goes to the running Interpreter's stream, or
 // std::cout. Threads: registration is once per process (thread-safe); the functions run on the
 // interpreter thread.
 #pragma once
@@ -31,6 +32,7 @@ void registerMathBuiltins();
 void registerTextBuiltins();
 void registerSystemBuiltins();
 void registerCommandBuiltins();
+void registerHelpBuiltins();
 
 /// printf-style formatting over host values (see Formatting.cpp).
 std::string formatValues(const std::string& format, const Args& args);

@@ -115,6 +115,7 @@ void registerBuiltins() {
         registerTextBuiltins();
         registerSystemBuiltins();
         registerCommandBuiltins();
+        registerHelpBuiltins();
     });
 }
 

@@ -60,6 +60,11 @@ class COSProperty final : public COSMember {
     std::uint32_t getAttributes() const noexcept { return fAttributes; }
     const std::string& getDescription() const noexcept { return fDescription; }
     PropertyBinding::ValueKind getValueKind() const noexcept { return fBinding.kind; }
+    /// Whether the property can be written at all (writeValue raises PropertyNotSettable
+    /// otherwise).
+    bool hasSetter() const noexcept {
+        return static_cast<bool>(fBinding.setDouble) || static_cast<bool>(fBinding.setArray);
+    }
 
     // The sixteen queries of the attribute word (Property.hpp lists the bits).
     bool isAbstract() const noexcept { return has(attr::kAbstract); }
