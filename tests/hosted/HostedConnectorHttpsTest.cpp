@@ -9,8 +9,8 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/json/serialize.hpp>
 
-#include "HttpsTestClient.hpp"
 #include "HostedTestSupport.hpp"
+#include "HttpsTestClient.hpp"
 #include "korvan/services/connector/Certificate.hpp"
 
 namespace {
@@ -195,6 +195,47 @@ TEST_F(HostedConnectorHttpsTest, TheUsersCertificateIsServedAfterARestart) {
     const std::string token = callText(*again, "getPersonalAccessToken");
     EXPECT_EQ(get(*again, "/services", token, nullptr, mine.fCertificate), 200u);
     EXPECT_THAT(connectorLog(), HasSubstr("certificate changed: " + mine.fCertificate.string()));
+}
+
+// Every answer carries its request identifier; the access log line ends with it, and a failed
+// call's identifier and message go to the connector log under it. A call that succeeded is
+// not in the connector log.
+TEST_F(HostedConnectorHttpsTest, AFailedCallIsFoundByItsRequestIdentifier) {
+    auto c = startOnFreePort();
+    const std::string token = callText(*c, "getPersonalAccessToken");
+    auto post = [&](const std::string& body) {
+        http::request<http::string_body> request(http::verb::post, "/v1/services/math/twice", 11);
+        request.set(http::field::authorization, "Bearer " + token);
+        request.set(http::field::content_type, "application/json");
+        request.body() = body;
+        connector::test::ClientOptions options;
+        options.fTrusted = fs::path(callText(*c, "getCertificate"));
+        auto response = connector::test::httpsRequest(
+            static_cast<std::uint16_t>(call(*c, "getPort").as_int64()), std::move(request),
+            options);
+        EXPECT_TRUE(response.has_value());
+        return response.value_or(http::response<http::string_body>{});
+    };
+    auto good = post(R"({"args":[2],"nargout":1})");
+    auto bad = post(R"({"args":[2],"nargout":2})");  // more outputs than it gives
+    EXPECT_EQ(good.result_int(), 200u);
+    ASSERT_GE(bad.result_int(), 400u) << bad.body();
+    const std::string status = std::to_string(bad.result_int());
+    const std::string goodId(good["X-Request-Id"]), badId(bad["X-Request-Id"]);
+    ASSERT_FALSE(badId.empty());
+    EXPECT_NE(goodId, badId);
+    const json::object error = json::parse(bad.body()).at("error").as_object();
+    call(*c, "stopConnector");  // the access log is complete once the server stopped
+
+    const std::string access = readText(fStore->defaultLogFolder() / "access.log");
+    EXPECT_THAT(access, HasSubstr(" POST /v1/services/math/twice " + status + " "));
+    EXPECT_THAT(access, HasSubstr(" " + badId + "\n"));
+    EXPECT_THAT(access, HasSubstr(" " + goodId + "\n"));
+    const std::string log = connectorLog();
+    EXPECT_THAT(log, HasSubstr("request " + badId + " POST /v1/services/math/twice " + status +
+                               " " + std::string(error.at("identifier").as_string()) + ": " +
+                               std::string(error.at("message").as_string()) + "\n"));
+    EXPECT_THAT(log, Not(HasSubstr(goodId)));
 }
 
 TEST_F(HostedConnectorHttpsTest, ShutdownStopsTheServer) {

@@ -88,9 +88,12 @@ TEST(TokenTest, AccessLogLineHasNoQuery) {
                      "POST",
                      "/v1/services/math/plus",
                      200,
-                     12ms};
-    EXPECT_EQ(formatAccessLogLine(e),
-              "2026-11-22T06:40:01.123Z 127.0.0.1 POST /v1/services/math/plus 200 12ms");
+                     12ms,
+                     "5f3a9c21-42",
+                     {}};
+    EXPECT_EQ(
+        formatAccessLogLine(e),
+        "2026-11-22T06:40:01.123Z 127.0.0.1 POST /v1/services/math/plus 200 12ms 5f3a9c21-42");
 }
 
 }  // namespace

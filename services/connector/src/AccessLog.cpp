@@ -24,6 +24,24 @@ void appendLine(std::string& out, const AccessLogEntry& entry) {
                   static_cast<long long>(entry.fDuration.count()));
     out.append(stamp).append(1, ' ').append(entry.fAddress).append(1, ' ').append(entry.fMethod);
     out.append(1, ' ').append(entry.fPath).append(numbers);
+    if (!entry.fRequestId.empty()) out.append(1, ' ').append(entry.fRequestId);
+}
+
+// A message from a function may hold line ends or other control characters; written as
+// escapes, one failure stays one line.
+void appendEscaped(std::string& out, std::string_view text) {
+    for (char ch : text) {
+        const auto byte = static_cast<unsigned char>(ch);
+        if (ch == '\n') {
+            out += "\\n";
+        } else if (byte < 0x20 || byte == 0x7f) {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\x%02x", byte);
+            out += escape;
+        } else {
+            out += ch;
+        }
+    }
 }
 
 }  // namespace
@@ -34,7 +52,8 @@ std::string formatAccessLogLine(const AccessLogEntry& entry) {
     return line;
 }
 
-AccessLog::AccessLog(const std::filesystem::path& folder) {
+AccessLog::AccessLog(const std::filesystem::path& folder, FailureSink failures)
+    : fFailures(std::move(failures)) {
     if (folder.empty()) return;
     const auto path = folder / kAccessLogFile;
     fStream.open(path, std::ios::app);
@@ -47,9 +66,16 @@ void AccessLog::write(const AccessLogEntry& entry) {
     line.clear();
     appendLine(line, entry);
     line += '\n';
-    std::lock_guard lock(fLock);
-    if (!fStream.is_open()) return;
-    fStream.write(line.data(), static_cast<std::streamsize>(line.size()));
+    {
+        std::lock_guard lock(fLock);
+        if (fStream.is_open())
+            fStream.write(line.data(), static_cast<std::streamsize>(line.size()));
+    }
+    if (entry.fProblem.empty() || !fFailures) return;
+    std::string failure = "request " + entry.fRequestId + " " + entry.fMethod + " " + entry.fPath +
+                          " " + std::to_string(entry.fStatus) + " ";
+    appendEscaped(failure, entry.fProblem);
+    fFailures(failure);
 }
 
 void AccessLog::flush() {

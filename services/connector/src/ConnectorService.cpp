@@ -48,7 +48,7 @@ void ConnectorService::start() {
     options.fMaxPerAddress = options.fCheckHost ? 0 : config.fMaxConnectionsPerAddress;
     if (!config.fHostName.empty()) options.fHostNames.push_back(config.fHostName);
 
-    auto log = std::make_unique<AccessLog>(config.fLogLocation);
+    auto log = std::make_unique<AccessLog>(config.fLogLocation, config.fFailureLog);
     RequestContext context{*fCatalog, *fInvoker,
                            [this](std::string_view token) { return checkToken(token); },
                            config.fDocsFolder};

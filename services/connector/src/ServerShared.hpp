@@ -9,7 +9,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
+#include <cstdio>
 #include <mutex>
+#include <random>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -21,6 +24,13 @@
 #include "korvan/services/connector/RequestHandler.hpp"
 
 namespace korvan::services::connector::detail {
+
+/// "<8 random hex digits>-".
+inline std::string randomIdPrefix() {
+    char text[16];
+    std::snprintf(text, sizeof text, "%08x-", static_cast<unsigned>(std::random_device{}()));
+    return text;
+}
 
 struct ServerShared {
     ServerShared(RequestContext context, AccessLog& log, std::size_t bodyLimit,
@@ -37,6 +47,15 @@ struct ServerShared {
           fMaxPerAddress(maxPerAddress),
           fIo(&io) {}
 
+    /// A new request's identifier, "<8 hex digits of this server>-<serial>": unique among the
+    /// server's requests, and a server started later (another run, a flip) has other digits.
+    /// Any thread.
+    std::string nextRequestId() {
+        std::string id = fIdPrefix;
+        id += std::to_string(fRequestSerial.fetch_add(1, std::memory_order_relaxed) + 1);
+        return id;
+    }
+
     // Constant after construction.
     const RequestContext fContext;
     AccessLog& fLog;
@@ -44,6 +63,8 @@ struct ServerShared {
     const std::chrono::milliseconds fIoTimeout;
     const bool fCheckHost;                      // local mode: only hostAllowed() Host values
     const std::vector<std::string> fHostNames;  // the configured HostName, if any
+    const std::string fIdPrefix = randomIdPrefix();
+    std::atomic<std::uint64_t> fRequestSerial{0};
 
     /// Counts a new connection from `address`; false when it would pass a cap (it is then
     /// closed unread). Any thread.

@@ -11,6 +11,7 @@
 #include <boost/beast/core/string.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/write.hpp>
+#include <boost/json.hpp>
 
 namespace korvan::services::connector::detail {
 
@@ -82,6 +83,24 @@ std::optional<std::string> framingProblem(const Request& header) {
     return std::nullopt;
 }
 
+// "<identifier>: <message>" of an error answer's body, or the body's first bytes when it is
+// not one.
+std::string problemOf(const std::string& body) {
+    boost::system::error_code ec;
+    boost::json::value parsed = boost::json::parse(body, ec);
+    if (!ec && parsed.is_object()) {
+        const boost::json::object& object = parsed.as_object();
+        const boost::json::value* error = object.if_contains("error");
+        if (error && error->is_object()) {
+            const boost::json::value* id = error->as_object().if_contains("identifier");
+            const boost::json::value* message = error->as_object().if_contains("message");
+            if (id && id->is_string() && message && message->is_string())
+                return std::string(id->as_string()) + ": " + std::string(message->as_string());
+        }
+    }
+    return body.substr(0, 200);
+}
+
 std::size_t fieldCount(const Request& request) {
     return static_cast<std::size_t>(std::distance(request.begin(), request.end()));
 }
@@ -100,7 +119,10 @@ void Session::beginRequest(bool badRequest) {
                        method.empty() ? std::string("-") : method,
                        badRequest ? std::string("-") : std::string(targetPath(header.target())),
                        0,
+                       {},
+                       fShared->nextRequestId(),
                        {}};
+    fCalling = false;
 }
 
 void Session::refuse(http::status status, const char* identifier, std::string message) {
@@ -187,6 +209,7 @@ void Session::startCall(FunctionCall call) {
         return doWrite(callResponse(fRequest, {500, errorBody(errorid::kFunctionError, e.what())}));
     }
     ++fCallSerial;
+    fCalling = true;
     const auto timeout = pending->timeout();
     if (timeout.count() > 0)
         fCallTimer.expires_after(timeout);
@@ -215,6 +238,8 @@ void Session::onCallDone(CallOutcome outcome) {
 
 void Session::doWrite(Response response) {
     fResponse = std::move(response);
+    // Every answer names its request, so a caller can quote it and the operator find it.
+    if (fInRequest) fResponse.set(kRequestIdField, fEntry.fRequestId);
     fStream.expires_after(fShared->fIoTimeout);
     http::async_write(fStream, fResponse,
                       beast::bind_front_handler(&Session::onWrite, shared_from_this()));
@@ -222,6 +247,8 @@ void Session::doWrite(Response response) {
 
 void Session::onWrite(beast::error_code ec, std::size_t) {
     fEntry.fStatus = fResponse.result_int();
+    if (fEntry.fStatus >= 500 || (fCalling && fEntry.fStatus >= 400))
+        fEntry.fProblem = problemOf(fResponse.body());
     fEntry.fDuration = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - fStarted);
     fShared->fLog.write(fEntry);

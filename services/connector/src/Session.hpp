@@ -69,6 +69,7 @@ class Session : public std::enable_shared_from_this<Session> {
     AccessLogEntry fEntry;       // the request being answered
     std::chrono::steady_clock::time_point fStarted;
     bool fInRequest = false;
+    bool fCalling = false;  // the request being answered went to a function (a call)
     // Set when an answer is written before the request was read to its end (body too large,
     // not HTTP): the connection then closes by lingering.
     bool fLinger = false;

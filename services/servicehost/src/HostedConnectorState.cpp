@@ -112,6 +112,8 @@ connector::Config HostedConnectorState::configFor(const ConnectorSettings& s) co
     config.fLogLocation =
         s.fLogLocation.empty() ? fSettings->defaultLogFolder() : fs::path(s.fLogLocation);
     config.fCertificateFolder = fSettings->certificateFolder();
+    // The service lives inside this object (fService), so `this` outlives its calls.
+    config.fFailureLog = [this](const std::string& line) { log(line); };
     return config;
 }
 
@@ -138,7 +140,7 @@ void HostedConnectorState::makeService(const ConnectorSettings& s) {
     }
 }
 
-void HostedConnectorState::log(const std::string& text) {
+void HostedConnectorState::log(const std::string& text) const {
     const fs::path folder = logFolder();
     if (folder == fSettings->defaultLogFolder()) makePrivateFolders(folder);
     fLog.write(folder, text);

@@ -63,16 +63,17 @@ class HostedConnectorState {
     /// identifiers of KORVAN:connectorService.
     void useCertificateFiles(const connector::CertificateFiles& files);
     /// One line in connector.log; the default log folder is created for it when missing.
-    void log(const std::string& text);
+    void log(const std::string& text) const;
 
     const std::shared_ptr<settings::SettingsStore> fSettings;
     const std::shared_ptr<connector::FunctionServiceCatalog> fCatalog;
     const std::shared_ptr<connector::FunctionInvoker> fInvoker;
     const connector::Config fTuning;
+    /// Before fService: the service's I/O threads write failed calls here until it is gone.
+    mutable HostedConnectorLog fLog;
     std::unique_ptr<connector::ConnectorService> fService;
     /// True once the service holds the persisted (or a freshly made) certificate pair.
     bool fCertificateBound = false;
-    HostedConnectorLog fLog;
 };
 
 }  // namespace korvan::services::servicehost

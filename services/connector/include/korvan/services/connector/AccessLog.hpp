@@ -1,7 +1,12 @@
 // The connector's access log: one line per answered request,
-//   2026-11-22T06:40:01.123Z 127.0.0.1 POST /v1/services/math/add 200 12ms
-// (UTC time, peer address, method, path without its query, status, duration). Headers, bodies
-// and queries are never written, so neither is a token.
+//   2026-11-22T06:40:01.123Z 127.0.0.1 POST /v1/services/math/add 200 12ms 5f3a9c21-42
+// (UTC time, peer address, method, path without its query, status, duration, the request
+// identifier that the answer's X-Request-Id header gave the caller). Headers, bodies and
+// queries are never written, so neither is a token.
+//
+// A failed call (and any answer of status 500 or more) also goes, with its identifier and
+// message, to the failure sink given at construction (the connector log):
+//   request 5f3a9c21-42 POST /v1/services/lab/fail 500 KORVAN:lab:broken: It broke.
 //
 // The file is "access.log" in the log folder, opened for appending; a log without a folder
 // writes nothing. Lines are buffered: the server flushes whenever it has no request in flight
@@ -13,6 +18,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -28,7 +34,14 @@ struct AccessLogEntry {
     std::string fPath;
     unsigned fStatus = 0;
     std::chrono::milliseconds fDuration{0};
+    std::string fRequestId;
+    /// "<identifier>: <message>" of a failed call; empty for a request that did not fail.
+    std::string fProblem;
 };
+
+/// Where the lines about failed requests go (without the line end); may be called from any
+/// thread, must not throw.
+using FailureSink = std::function<void(const std::string& line)>;
 
 /// The line written for `entry` (without the line end).
 std::string formatAccessLogLine(const AccessLogEntry& entry);
@@ -37,13 +50,14 @@ class AccessLog {
   public:
     /// Opens `folder`/access.log for appending; an empty folder gives a log that writes
     /// nothing. Throws std::runtime_error when the file cannot be opened.
-    explicit AccessLog(const std::filesystem::path& folder);
+    explicit AccessLog(const std::filesystem::path& folder, FailureSink failures = {});
 
     void write(const AccessLogEntry& entry);
     /// Writes out the buffered lines.
     void flush();
 
   private:
+    const FailureSink fFailures;
     std::mutex fLock;
     std::ofstream fStream;  // guarded by fLock
 };

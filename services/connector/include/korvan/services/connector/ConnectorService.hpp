@@ -71,6 +71,9 @@ struct Config {
     /// The files of the page to try functions (GET /v1/docs): index.html, docs.js, docs.css
     /// and the OpenAPI UI's swagger-ui-bundle.js and swagger-ui.css. Empty: no page.
     std::filesystem::path fDocsFolder;
+    /// Where the lines about failed calls go (the connector log; see AccessLog.hpp); empty:
+    /// only access.log has them.
+    FailureSink fFailureLog;
 };
 
 class ConnectorService {

@@ -43,6 +43,10 @@ namespace http = boost::beast::http;
 using Request = http::request<http::string_body>;
 using Response = http::response<http::string_body>;
 
+/// The header of every answer that names its request (the same identifier is in the access
+/// log, and in the connector log when the request failed).
+inline constexpr const char* kRequestIdField = "X-Request-Id";
+
 inline constexpr std::string_view kApiPrefix = "/v1";
 
 /// Identifiers of the errors the service itself reports.
