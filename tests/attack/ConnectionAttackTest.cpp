@@ -178,5 +178,26 @@ TEST_F(ConnectionAttack, OnlyTls12AndNewerAreAccepted) {
     }
 }
 
+// TLS 1.2 offers AEAD suites with forward secrecy only, and the server's order decides: a
+// client offering nothing else (CBC with SHA-1 or SHA-2 MACs, a suite without ECDHE) gets no
+// handshake, and a client preferring AES-256 still gets the server's first choice.
+TEST_F(ConnectionAttack, Tls12OffersOnlyForwardSecretAeadSuitesInTheServersOrder) {
+    for (const char* suite :
+         {"ECDHE-ECDSA-AES128-SHA", "ECDHE-ECDSA-AES256-SHA", "ECDHE-ECDSA-AES128-SHA256",
+          "ECDHE-ECDSA-AES256-SHA384", "AES128-GCM-SHA256", "AES256-SHA"}) {
+        SCOPED_TRACE(suite);
+        Connection connection(
+            TlsOptions{sTarget->certificate(), TLS1_2_VERSION, TLS1_2_VERSION, suite});
+        ASSERT_TRUE(connection.connect(sTarget->port())) << connection.error();
+        EXPECT_FALSE(connection.handshake()) << "accepted " << connection.cipher();
+    }
+    Connection preferring(
+        TlsOptions{sTarget->certificate(), TLS1_2_VERSION, TLS1_2_VERSION,
+                   "ECDHE-ECDSA-AES256-GCM-SHA384:ECDHE-ECDSA-AES128-GCM-SHA256"});
+    ASSERT_TRUE(preferring.connect(sTarget->port())) << preferring.error();
+    ASSERT_TRUE(preferring.handshake()) << preferring.error();
+    EXPECT_EQ(preferring.cipher(), "ECDHE-ECDSA-AES128-GCM-SHA256");
+}
+
 }  // namespace
 }  // namespace korvan::attack::test

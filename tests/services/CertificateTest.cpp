@@ -6,6 +6,10 @@
 #include <sys/stat.h>
 
 #include <fstream>
+#include <memory>
+
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
 
 #include "TempFolder.hpp"
 #include "korvan/services/connector/Certificate.hpp"
@@ -38,6 +42,32 @@ TEST(CertificateTest, GeneratedPairNamesLocalhostAndTheGivenAddresses) {
     EXPECT_TRUE(date == formatExpiryDate(now + expected) ||
                 date == formatExpiryDate(now + expected + std::chrono::minutes(2)))
         << date;
+}
+
+// A server's certificate: not an authority, its key only signs (the handshake), and both
+// extensions are critical so that a client that does not know them refuses the certificate.
+TEST(CertificateTest, GeneratedCertificateIsMarkedAsAServersOnly) {
+    TempFolder folder;
+    const auto files = generateCertificate(folder.path(), {});
+    std::unique_ptr<BIO, decltype(&BIO_free)> bio(BIO_new_file(files.fCertificate.c_str(), "r"),
+                                                  &BIO_free);
+    ASSERT_TRUE(bio);
+    std::unique_ptr<X509, decltype(&X509_free)> cert(
+        PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr), &X509_free);
+    ASSERT_TRUE(cert);
+    int critical = -1;
+    std::unique_ptr<BASIC_CONSTRAINTS, decltype(&BASIC_CONSTRAINTS_free)> constraints(
+        static_cast<BASIC_CONSTRAINTS*>(
+            X509_get_ext_d2i(cert.get(), NID_basic_constraints, &critical, nullptr)),
+        &BASIC_CONSTRAINTS_free);
+    ASSERT_TRUE(constraints);
+    EXPECT_FALSE(constraints->ca);
+    EXPECT_EQ(critical, 1);
+    EXPECT_EQ(X509_get_key_usage(cert.get()), static_cast<std::uint32_t>(KU_DIGITAL_SIGNATURE));
+    EXPECT_EQ(X509_get_extended_key_usage(cert.get()), static_cast<std::uint32_t>(XKU_SSL_SERVER));
+    const int keyUsage = X509_get_ext_by_NID(cert.get(), NID_key_usage, -1);
+    ASSERT_GE(keyUsage, 0);
+    EXPECT_EQ(X509_EXTENSION_get_critical(X509_get_ext(cert.get(), keyUsage)), 1);
 }
 
 TEST(CertificateTest, RegeneratingReplacesThePairAndKeepsTheKeyPrivate) {

@@ -108,6 +108,8 @@ struct Connection::Impl {
         // level; level 0 lets the client offer them, so a refusal seen is the server's.
         if (fOptions.fMaxVersion && fOptions.fMaxVersion < TLS1_2_VERSION)
             SSL_CTX_set_security_level(fTls.native_handle(), 0);
+        if (!fOptions.fTls12Suites.empty())
+            SSL_CTX_set_cipher_list(fTls.native_handle(), fOptions.fTls12Suites.c_str());
         if (!fOptions.fTrusted.empty()) {
             fTls.set_verify_mode(net::ssl::verify_peer);
             fTls.load_verify_file(fOptions.fTrusted.string());
@@ -141,13 +143,24 @@ struct Connection::Impl {
     std::thread fRunner;  // started last, joined first
 };
 
-
 Connection::Connection(TlsOptions options) : fImpl(std::make_unique<Impl>(std::move(options))) {}
 Connection::~Connection() = default;
-const std::string& Connection::error() const { return fImpl->error(); }
-bool Connection::connect(std::uint16_t port) { return fImpl->connect(port); }
-bool Connection::handshake() { return fImpl->handshake(); }
-bool Connection::send(std::string_view bytes) { return fImpl->send(bytes); }
+const std::string& Connection::error() const {
+    return fImpl->error();
+}
+bool Connection::connect(std::uint16_t port) {
+    return fImpl->connect(port);
+}
+bool Connection::handshake() {
+    return fImpl->handshake();
+}
+std::string Connection::cipher() const {
+    const char* name = SSL_get_cipher_name(fImpl->fStream.native_handle());
+    return name && std::string_view(name) != "(NONE)" ? name : "";
+}
+bool Connection::send(std::string_view bytes) {
+    return fImpl->send(bytes);
+}
 std::optional<http::response<http::string_body>> Connection::readResponse() {
     return fImpl->readResponse();
 }

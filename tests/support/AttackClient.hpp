@@ -34,6 +34,7 @@ struct TlsOptions {
     std::filesystem::path fTrusted;  // the certificate to trust; empty: no verification
     int fMinVersion = 0;             // e.g. TLS1_VERSION; 0: the library's default
     int fMaxVersion = 0;             // e.g. TLS1_1_VERSION; 0: no limit
+    std::string fTls12Suites = "";   // TLS 1.2 suites offered, in order; empty: the library's
     std::chrono::milliseconds fTimeout{5000};
 };
 
@@ -49,6 +50,8 @@ class Connection {
 
     bool connect(std::uint16_t port);
     bool handshake();
+    /// The suite the handshake settled on ("" before one).
+    std::string cipher() const;
     /// Writes `bytes` as they are, over TLS once the handshake is done.
     bool send(std::string_view bytes);
     /// One response read with Beast's parser (TLS only).

@@ -148,6 +148,9 @@ CertificateFiles generateCertificate(const fs::path& folder,
     if (X509_set_pubkey(cert.get(), key.get()) != 1) fail("Cannot set the public key");
     addExtension(cert.get(), NID_subject_alt_name, altNames);
     addExtension(cert.get(), NID_ext_key_usage, "serverAuth");
+    // A server's certificate, not an authority: it signs handshakes (ECDHE) and nothing else.
+    addExtension(cert.get(), NID_basic_constraints, "critical,CA:FALSE");
+    addExtension(cert.get(), NID_key_usage, "critical,digitalSignature");
     if (X509_sign(cert.get(), key.get(), EVP_sha256()) <= 0) fail("Cannot sign the certificate");
 
     Owned<BIO> keyPem(BIO_new(BIO_s_mem()));
