@@ -2,6 +2,7 @@
 option(KORVAN_BUILD_TESTS "Build the test suite" ON)
 option(KORVAN_BUILD_BENCHMARKS "Build the benchmarks" OFF)
 option(KORVAN_BUILD_FUZZERS "Build the libFuzzer targets (clang only)" OFF)
+option(KORVAN_WARNINGS_AS_ERRORS "Treat compiler warnings on the project's own code as errors (every preset turns it on)" OFF)
 set(KORVAN_SANITIZE "" CACHE STRING "Sanitizer set: empty, 'address' (address+undefined) or 'thread'")
 set_property(CACHE KORVAN_SANITIZE PROPERTY STRINGS "" address thread)
 

@@ -66,7 +66,9 @@ std::u16string quotedArguments(const std::vector<resource_core::MsgArgument>& ar
         if (argument.index() == 0) {
             out += MessageCatalogue::argumentText(argument);
         } else {
-            out += u"\"" + MessageCatalogue::argumentText(argument) + u"\"";
+            out += u'"';
+            out += MessageCatalogue::argumentText(argument);
+            out += u'"';
         }
     }
     return out;
