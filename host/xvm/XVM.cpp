@@ -61,16 +61,29 @@ void XVM::requireOwnerThread(const char* operation) const {
     }
 }
 
+namespace {
+// How deep drains are nested on this thread: posted work that waits (pause, system) drains
+// the next posted work on the same stack, which may wait in turn.
+thread_local int tDrainDepth = 0;
+}  // namespace
+
 std::size_t XVM::drainPending() {
     requireOwnerThread("drainPending");
-    return fDistributor ? fDistributor->drainPending() : 0;
+    if (!fDistributor || tDrainDepth >= kMaxDrainDepth) return 0;
+    ++tDrainDepth;
+    struct Leave {
+        ~Leave() { --tDrainDepth; }
+    } leave;
+    return fDistributor->drainPending();
 }
 
 std::size_t XVM::waitAndDrain(std::chrono::milliseconds timeout) {
     requireOwnerThread("waitAndDrain");
-    if (fDistributor) {
+    // At the depth bound the queued work waits for the drains below to return; this waits
+    // out its time instead of returning at once for work it may not run (a spin).
+    if (fDistributor && tDrainDepth < kMaxDrainDepth) {
         fDistributor->waitForWork(timeout);
-        return fDistributor->drainPending();
+        return drainPending();
     }
     std::unique_lock lock(fIdleMutex);
     fIdleCv.wait_for(lock, timeout, [this] { return fIdleWake; });

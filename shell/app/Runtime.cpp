@@ -15,6 +15,7 @@
 #include "korvan/host/Catalogue.hpp"
 #include "korvan/host/ModuleLoader.hpp"
 #include "korvan/services/client/ConnectorClient.hpp"
+#include "korvan/services/connector/LogFiles.hpp"
 #include "korvan/services/connector/WorkerInvoker.hpp"
 #include "korvan/services/servicehost/HostedConnector.hpp"
 #include "korvan/services/servicehost/ServiceHost.hpp"
@@ -111,6 +112,9 @@ void installCatalogues(const fs::path& executable, std::ostream& warnings) {
 void Runtime::Impl::startSettings() {
     try {
         fSettingsFolder = korvan::services::settings::SettingsStore::defaultFolder();
+        // The folder holds the token and the service folders whose code runs: a folder others
+        // can write to is refused, not used.
+        korvan::services::connector::checkFolderIsPrivate(fSettingsFolder, "settings folder");
         fSettings = std::make_shared<korvan::services::settings::SettingsStore>(fSettingsFolder);
         if (!fSettings->loadProblem().empty()) warn(fSettings->loadProblem());
     } catch (const std::exception& e) {

@@ -214,3 +214,40 @@ TEST(InterpreterThreadTest, ManyPostersAtOnceLoseNothingAndKeepEachPostersOrder)
 }
 
 }  // namespace
+
+namespace {
+
+// Posted work that waits drains the next posted work on its own stack (pause does so). 3,500
+// such items queued at once once nested 3,500 deep until the stack overflowed; now the nesting
+// stops at the bound, and every item still runs.
+TEST(InterpreterThreadTest, WorkThatWaitsNestsOnlyToABound) {
+    InterpreterThread thread;
+    auto vm = thread.getXVM();
+    constexpr int kItems = 3500;
+    int depth = 0, deepest = 0, ran = 0;  // interpreter thread only
+    std::vector<xvm::Future<void>> futures;
+    for (int i = 0; i < kItems; ++i) {
+        futures.push_back(xvm::postTask(
+            vm,
+            [&] {
+                deepest = std::max(deepest, ++depth);
+                ++ran;
+                xvm::Factory::getCurrentLocalXVM()->waitAndDrain(1ms);
+                --depth;
+            },
+            "Test"));
+    }
+    for (auto& f : futures) ASSERT_TRUE(f.waitFor(kBound));
+    auto check = xvm::postTask(
+        vm,
+        [&] {
+            EXPECT_EQ(ran, kItems);
+            EXPECT_LE(deepest, xvm::XVM::kMaxDrainDepth);
+            EXPECT_GE(deepest, 2);  // the nesting itself still happens: pause keeps serving work
+        },
+        "Test");
+    ASSERT_TRUE(check.waitFor(kBound));
+    check.get();
+}
+
+}  // namespace

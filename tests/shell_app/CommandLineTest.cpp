@@ -184,6 +184,21 @@ TEST(StartupTest, ACorruptSettingsFileIsReportedAsAWarning) {
     EXPECT_NE(r.fErr.find("connector.json"), std::string::npos) << r.fErr;
 }
 
+// The settings folder holds the token and the function services whose code runs: one that
+// other users can write to is refused with a warning that says how to mend it.
+TEST(CommandLineRun, ASettingsFolderOthersCanWriteToIsRefused) {
+    TempFolder prefs;
+    std::filesystem::permissions(prefs.path(), std::filesystem::perms::all,
+                                 std::filesystem::perm_options::replace);
+    ProcessOutcome r = runKorvan(korvanOptions({"-e", "disp(1)"}, prefs));
+    EXPECT_EQ(r.fStatus, 0) << r.fErr;
+    EXPECT_NE(r.fErr.find("Warning: no settings folder: The settings folder " +
+                          prefs.path().string() + " can be written by other users (mode 0777)"),
+              std::string::npos)
+        << r.fErr;
+    EXPECT_FALSE(std::filesystem::exists(prefs.path() / "rest"));
+}
+
 TEST(InterruptTest, CtrlCEndsARunningScriptWithTheInterruptError) {
     TempFolder prefs;
     ProcessOptions options = korvanOptions({"-e", "warning('running'); while true, end"}, prefs);

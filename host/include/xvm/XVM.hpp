@@ -58,8 +58,14 @@ class XVM {
     std::thread::id getOwnerThread() const noexcept { return fOwner.load(); }
     bool isOwnerThread() const noexcept { return fOwner.load() == std::this_thread::get_id(); }
 
+    /// How deep drains may nest on one thread. Posted work that waits (the language's pause
+    /// and system) drains further work on the same stack; beyond this depth nothing more is
+    /// drained there, the queue waits for the drains below to return, and the stack stays
+    /// bounded however many waiting items are posted.
+    static constexpr int kMaxDrainDepth = 16;
+
     /// Runs the posted work queued now, oldest first; returns how many ran. Interpreter
-    /// thread only. 0 without a distributor.
+    /// thread only. 0 without a distributor, and 0 at kMaxDrainDepth.
     std::size_t drainPending();
     /// Waits up to `timeout` for posted work (or wake()), then drains; returns how many ran.
     /// The idle loop of the shell and `pause` call this. Without a distributor it sleeps for

@@ -1,6 +1,12 @@
 #include "korvan/services/connector/AccessLog.hpp"
 
+#include "korvan/services/connector/LogFiles.hpp"
+
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <stdexcept>
 
@@ -22,8 +28,10 @@ void appendLine(std::string& out, const AccessLogEntry& entry) {
     char numbers[48];
     std::snprintf(numbers, sizeof numbers, " %u %lldms", entry.fStatus,
                   static_cast<long long>(entry.fDuration.count()));
-    out.append(stamp).append(1, ' ').append(entry.fAddress).append(1, ' ').append(entry.fMethod);
-    out.append(1, ' ').append(entry.fPath).append(numbers);
+    // Method and path are as the client sent them: escaped, so a line holds nothing else.
+    out.append(stamp).append(1, ' ').append(entry.fAddress).append(1, ' ');
+    out.append(escapedForLog(entry.fMethod)).append(1, ' ').append(escapedForLog(entry.fPath));
+    out.append(numbers);
     if (!entry.fRequestId.empty()) out.append(1, ' ').append(entry.fRequestId);
 }
 
@@ -55,9 +63,20 @@ std::string formatAccessLogLine(const AccessLogEntry& entry) {
 AccessLog::AccessLog(const std::filesystem::path& folder, FailureSink failures)
     : fFailures(std::move(failures)) {
     if (folder.empty()) return;
+    checkFolderIsPrivate(folder, "log folder");
     const auto path = folder / kAccessLogFile;
-    fStream.open(path, std::ios::app);
-    if (!fStream) throw std::runtime_error("Cannot open the access log " + path.string());
+    const int fd = openLogFile(path);
+    if (fd < 0 || !(fFile = ::fdopen(fd, "a"))) {
+        const int error = errno;
+        if (fd >= 0) ::close(fd);
+        throw std::runtime_error("Cannot open the access log " + path.string() + ": " +
+                                 (error == ELOOP ? std::string("it is a symbolic link")
+                                                 : std::string(std::strerror(error))));
+    }
+}
+
+AccessLog::~AccessLog() {
+    if (fFile) std::fclose(fFile);
 }
 
 void AccessLog::write(const AccessLogEntry& entry) {
@@ -68,19 +87,18 @@ void AccessLog::write(const AccessLogEntry& entry) {
     line += '\n';
     {
         std::lock_guard lock(fLock);
-        if (fStream.is_open())
-            fStream.write(line.data(), static_cast<std::streamsize>(line.size()));
+        if (fFile) std::fwrite(line.data(), 1, line.size(), fFile);
     }
     if (entry.fProblem.empty() || !fFailures) return;
-    std::string failure = "request " + entry.fRequestId + " " + entry.fMethod + " " + entry.fPath +
-                          " " + std::to_string(entry.fStatus) + " ";
+    std::string failure = "request " + entry.fRequestId + " " + escapedForLog(entry.fMethod) + " " +
+                          escapedForLog(entry.fPath) + " " + std::to_string(entry.fStatus) + " ";
     appendEscaped(failure, entry.fProblem);
     fFailures(failure);
 }
 
 void AccessLog::flush() {
     std::lock_guard lock(fLock);
-    if (fStream.is_open()) fStream.flush();
+    if (fFile) std::fflush(fFile);
 }
 
 }  // namespace korvan::services::connector

@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "WorkerPool.hpp"
+#include "korvan/services/connector/LogFiles.hpp"
 #include "korvan/services/connector/RequestHandler.hpp"
 
 namespace korvan::services::connector {
@@ -83,7 +84,7 @@ void WorkerInvoker::open(boost::asio::io_context& io, const fs::path& logFolder)
     int log = -1;
     if (!logFolder.empty()) {
         const fs::path file = logFolder / kFunctionLogFile;
-        log = ::open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+        log = openLogFile(file);
         if (log < 0)
             throw std::runtime_error("Cannot open the function log " + file.string() + ": " +
                                      std::strerror(errno));

@@ -1,7 +1,9 @@
 #include "HostedConnectorLog.hpp"
 
+#include <unistd.h>
 #include <ctime>
-#include <fstream>
+
+#include "korvan/services/connector/LogFiles.hpp"
 
 namespace korvan::services::servicehost {
 
@@ -22,9 +24,12 @@ void HostedConnectorLog::write(const std::filesystem::path& folder,
                                std::string_view text) noexcept {
     try {
         const std::string line = formatConnectorLogLine(std::chrono::system_clock::now(), text);
+        const std::string text = line + '\n';
         std::lock_guard lock(fLock);
-        std::ofstream out(folder / kConnectorLogFile, std::ios::app);
-        if (out) out << line << '\n';
+        const int fd = connector::openLogFile(folder / kConnectorLogFile);
+        if (fd < 0) return;  // a symbolic link there is never followed
+        [[maybe_unused]] ssize_t written = ::write(fd, text.data(), text.size());
+        ::close(fd);
     } catch (...) {
         // dropped: see the header
     }

@@ -3,7 +3,8 @@
 //   2026-11-22T08:40:01Z started: https://localhost:9920/v1, local access
 // Lines never hold the token.
 //
-// A plain appender: the file is opened, appended to and closed for each line. A handful of
+// A plain appender: the file is opened (never through a symbolic link), appended to and closed
+// for each line. A handful of
 // lines per session needs no logging framework, and reopening follows a changed log folder and
 // a file that a person moved or deleted. A line that cannot be written is dropped: the log must
 // never make an operation fail.

@@ -8,7 +8,8 @@
 // message, to the failure sink given at construction (the connector log):
 //   request 5f3a9c21-42 POST /v1/services/lab/fail 500 KORVAN:lab:broken: It broke.
 //
-// The file is "access.log" in the log folder, opened for appending; a log without a folder
+// The file is "access.log" in the log folder, opened for appending without following a link
+// (LogFiles.hpp; a folder others can write to is refused); a log without a folder
 // writes nothing. Lines are buffered: the server flushes whenever it has no request in flight
 // (so a quiet server's log is always complete), the buffer goes out by itself when full under
 // continuous load, and the log is flushed when it is destroyed.
@@ -16,8 +17,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -50,7 +51,12 @@ class AccessLog {
   public:
     /// Opens `folder`/access.log for appending; an empty folder gives a log that writes
     /// nothing. Throws std::runtime_error when the file cannot be opened.
+    /// Also throws when the folder can be written by other users, or access.log is a
+    /// symbolic link (LogFiles.hpp).
     explicit AccessLog(const std::filesystem::path& folder, FailureSink failures = {});
+    ~AccessLog();
+    AccessLog(const AccessLog&) = delete;
+    AccessLog& operator=(const AccessLog&) = delete;
 
     void write(const AccessLogEntry& entry);
     /// Writes out the buffered lines.
@@ -59,7 +65,7 @@ class AccessLog {
   private:
     const FailureSink fFailures;
     std::mutex fLock;
-    std::ofstream fStream;  // guarded by fLock
+    std::FILE* fFile = nullptr;  // guarded by fLock; null: no log
 };
 
 }  // namespace korvan::services::connector
