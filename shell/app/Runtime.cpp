@@ -16,6 +16,7 @@
 #include "korvan/host/ModuleLoader.hpp"
 #include "korvan/services/client/ConnectorClient.hpp"
 #include "korvan/services/connector/LogFiles.hpp"
+#include "korvan/services/connector/ServerSettings.hpp"
 #include "korvan/services/connector/WorkerInvoker.hpp"
 #include "korvan/services/servicehost/HostedConnector.hpp"
 #include "korvan/services/servicehost/ServiceHost.hpp"
@@ -139,6 +140,8 @@ void Runtime::Impl::startServices(const fs::path& executable) {
             options.fSettings = fSettings;
             // The page to try functions is installed next to the message catalogues.
             connector::Config tuning;
+            tuning.fServerSettingsFile =
+                fSettings->folder() / "rest" / connector::kServerSettingsFile;
             tuning.fDocsFolder =
                 korvan::host::MessageCatalogue::defaultFolder().parent_path() / "docs-ui";
             options.fFactory = [settings = fSettings, catalog = fCatalog, workers, tuning] {

@@ -152,6 +152,25 @@ TEST_F(HttpsServerTest, BodyOverTheLimitIs413) {
     EXPECT_THAT(response->body(), HasSubstr(errorid::kBodyTooLarge));
 }
 
+// server.json is read at the next start: its body limit replaces the configured one.
+TEST_F(HttpsServerTest, TheServerSettingsFileAppliesAtTheNextStart) {
+    std::ofstream(fFolder.path() / "server.json") << R"({"maxBodyMiB": 1})";
+    Config config = makeConfig();
+    config.fServerSettingsFile = fFolder.path() / "server.json";
+    fService->stop();
+    fService->setConfig(config);
+    fService->start();
+    // 4 KiB was over the configured 1 KiB; under the file's 1 MiB it reaches the function.
+    auto response = send(test::http::verb::post, "/services/math/plus",
+                         R"({"args":[1,2],"nargout":1})" + std::string(4096, ' '));
+    ASSERT_TRUE(response) << fLastError;
+    EXPECT_EQ(response->result_int(), 200u) << response->body();
+    response =
+        send(test::http::verb::post, "/services/math/plus", std::string(1024 * 1024 + 1, ' '));
+    ASSERT_TRUE(response) << fLastError;
+    EXPECT_EQ(response->result_int(), 413u);
+}
+
 TEST_F(HttpsServerTest, ChangedTokenReplacesTheOldOneWhileRunning) {
     const std::string old = fService->personalAccessToken();
     fService->changeToken(7);

@@ -1,5 +1,7 @@
 #include "korvan/services/connector/ConnectorService.hpp"
 
+#include "korvan/services/connector/ServerSettings.hpp"
+
 #include <algorithm>
 #include <stdexcept>
 
@@ -28,7 +30,8 @@ void ConnectorService::start() {
     if (fServer) return;
     ensureToken();
     const CertificateFiles files = ensureCertificate();
-    const Config config = this->config();
+    // The settings file is read at each start, so an edit applies from the next start.
+    const Config config = readServerSettings(this->config().fServerSettingsFile, this->config());
 
     detail::ServerOptions options;
     options.fAddress = config.fAccessMode == ClientAccessMode::Remote

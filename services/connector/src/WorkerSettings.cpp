@@ -11,28 +11,22 @@
 #include <thread>
 
 #include "AvailableCores.hpp"
-#include "foundation/json/Parser.hpp"
+#include "SettingsFile.hpp"
 
 namespace korvan::services::connector {
 namespace {
 
 using foundation::json::Value;
 
-[[noreturn]] void invalid(const std::filesystem::path& file, const std::string& what) {
-    throw std::runtime_error("The function worker settings in " + file.string() +
-                             " are not valid: " + what);
+constexpr const char* kWhat = "function worker settings";
+
+[[noreturn]] void invalid(const std::filesystem::path& file, const std::string& problem) {
+    detail::invalidSettings(file, kWhat, problem);
 }
 
-// A whole number in [low, high] under `key`, or what the file says is wrong with it.
 std::size_t wholeNumber(const std::filesystem::path& file, const std::string& key,
                         const Value& value, double low, double high) {
-    const double d = value.isNumber() ? value.asNumber() : NAN;
-    if (!(d >= low && d <= high && d == std::floor(d))) {
-        std::ostringstream range;
-        range << '"' << key << "\" must be a whole number from " << low << " to " << high;
-        invalid(file, range.str());
-    }
-    return static_cast<std::size_t>(d);
+    return detail::wholeSetting(file, kWhat, key, value, low, high);
 }
 
 }  // namespace
@@ -51,19 +45,8 @@ WorkerSettings defaultWorkerSettings() {
 }
 
 WorkerSettings readWorkerSettings(const std::filesystem::path& file, WorkerSettings base) {
-    std::error_code ec;
-    if (!std::filesystem::exists(file, ec)) return base;
-    std::ifstream in(file, std::ios::binary);
-    if (!in) invalid(file, "it cannot be read");
-    std::ostringstream text;
-    text << in.rdbuf();
-    Value doc;
-    try {
-        doc = foundation::json::parse(text.str());
-    } catch (const std::exception& e) {
-        invalid(file, std::string("it is not JSON (") + e.what() + ")");
-    }
-    if (!doc.isObject()) invalid(file, "it must be a JSON object");
+    const Value doc = detail::readSettingsObject(file, kWhat);
+    if (!doc.isObject()) return base;  // no file
     for (const auto& [key, value] : doc.asObject()) {
         if (key == "workers") {
             base.fWorkers = static_cast<unsigned>(wholeNumber(file, key, value, 1, 64));

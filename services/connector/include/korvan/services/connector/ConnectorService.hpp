@@ -56,7 +56,9 @@ struct Config {
     std::filesystem::path fLogLocation;
     /// Folder where a generated certificate and key are written.
     std::filesystem::path fCertificateFolder;
-    std::size_t fBodyLimit = 1024 * 1024;
+    /// Largest body of an authorised request; a large matrix argument must fit (a 1000x1000
+    /// double matrix is about 20 MB of JSON).
+    std::size_t fBodyLimit = 64 * 1024 * 1024;
     /// Time-out of each network step (handshake, read, write).
     std::chrono::milliseconds fIoTimeout{30000};
     /// How long stop() lets requests in flight finish.
@@ -74,6 +76,8 @@ struct Config {
     /// Where the lines about failed calls go (the connector log; see AccessLog.hpp); empty:
     /// only access.log has them.
     FailureSink fFailureLog;
+    /// server.json, read at each start over these values (ServerSettings.hpp); empty: none.
+    std::filesystem::path fServerSettingsFile;
 };
 
 class ConnectorService {
