@@ -194,8 +194,30 @@ std::optional<connector::CallOutcome> missingInput(
                             std::to_string(meta->fInputs.size()) + " inputs were given)");
 }
 
+// An error message goes to a remote caller, who has no business knowing where the server keeps
+// its files: a path under the services folder is written from the service's name on
+// ("/home/me/.korvan/rest/services/demo/f.k" becomes "demo/f.k").
+void hideServerPaths(connector::CallOutcome& outcome, const std::string& servicesFolder) {
+    if (outcome.fStatus < 400 || !outcome.fBody.isObject() || !outcome.fBody["error"].isObject() ||
+        !outcome.fBody["error"]["message"].isString())
+        return;
+    std::string message = outcome.fBody["error"]["message"].asString();
+    const std::string prefix = servicesFolder + "/";
+    bool changed = false;
+    for (auto at = message.find(prefix); at != std::string::npos; at = message.find(prefix, at)) {
+        message.erase(at, prefix.size());
+        changed = true;
+    }
+    if (changed)
+        outcome.fBody = connector::errorBody(outcome.fBody["error"]["identifier"].isString()
+                                                 ? outcome.fBody["error"]["identifier"].asString()
+                                                 : std::string(),
+                                             message);
+}
+
 // Runs one request and gives the answer to send.
 protocol::CallAnswer runCall(FolderFunctionCatalog& catalog, const std::string& service,
+                             const std::string& servicesFolder,
                              const protocol::CallRequest& request) {
     protocol::CallAnswer answer;
     answer.fCall = request.fCall;
@@ -244,6 +266,7 @@ protocol::CallAnswer runCall(FolderFunctionCatalog& catalog, const std::string& 
                                                          "\" in service \"" + service + "\"")};
         }
     }
+    hideServerPaths(outcome, servicesFolder);
     answer.fStatus = outcome.fStatus;
     answer.fBody = outcome.fBodyText.empty() ? connector::writeJson(outcome.fBody)
                                              : std::move(outcome.fBodyText);
@@ -307,7 +330,7 @@ int runFunctionWorker(const std::filesystem::path& serviceFolder, std::size_t me
             answer.fStatus = protocol::kSkipped;
         } else {
             log.setCall(service + "/" + request->fFunction + " #" + std::to_string(request->fCall));
-            answer = runCall(catalog, service, *request);
+            answer = runCall(catalog, service, folder.parent_path().string(), *request);
             log.flushLine();
         }
         setRunningCall(0);

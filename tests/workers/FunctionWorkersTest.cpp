@@ -322,6 +322,12 @@ TEST_F(FunctionWorkers, AServiceAddedWhileRunningIsServedAndARemovedFileIsUnknow
     const Answer gone = call("late/plus", "[1, 2]");
     EXPECT_EQ(gone.fStatus, 404u) << gone.fBody;
     EXPECT_EQ(gone.identifier(), errorid::kUnknownFunction);
+    // A message of the language that names the file names it from the service on.
+    write("late/misnamed.k", "function y = other(x)\n  y = x;\nend\n");
+    const Answer misnamed = call("late/misnamed", "[1]");
+    EXPECT_EQ(misnamed.identifier(), "KORVAN:lang:FunctionFile") << misnamed.fBody;
+    EXPECT_NE(misnamed.fBody.find("'late/misnamed.k'"), std::string::npos) << misnamed.fBody;
+    EXPECT_EQ(misnamed.fBody.find(fFolder.path().string()), std::string::npos) << misnamed.fBody;
 }
 
 }  // namespace
