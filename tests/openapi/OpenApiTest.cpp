@@ -75,8 +75,11 @@ TEST_F(OpenApi, DescribesEveryFunctionAndNeedsTheToken) {
     const json::Value& results =
         fit["responses"]["200"]["content"]["application/json"]["schema"]["properties"]["results"];
     EXPECT_EQ(results["prefixItems"].asArray().at(2)["title"].asString(), "err");
-    for (const char* status : {"400", "401", "404", "500", "503"})
+    for (const char* status : {"200", "400", "401", "404", "500", "503"}) {
         EXPECT_TRUE(fit["responses"][status].isObject()) << status;
+        // Every answer's request identifier is part of the contract.
+        EXPECT_TRUE(fit["responses"][status]["headers"]["X-Request-Id"].isObject()) << status;
+    }
     for (const char* path : {"/services/demo/plus", "/services/demo/stats", "/services/demo/greet"})
         EXPECT_TRUE(doc["paths"][path]["post"].isObject()) << path;
     EXPECT_TRUE(doc["paths"]["/health"]["get"]["security"].isArray());  // no token there

@@ -1,5 +1,7 @@
 #include "OpenApi.hpp"
 
+#include "korvan/services/connector/RequestHandler.hpp"
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,9 +29,12 @@ Value strings(const std::vector<std::string>& texts) {
     return Value(std::move(list));
 }
 
+// Every answer names its request in this header (the access and connector logs use the same).
 Value jsonBody(Value schema, const char* description) {
     return object(
         {{"description", Value(description)},
+         {"headers",
+          object({{kRequestIdField, object({{"$ref", Value("#/components/headers/RequestId")}})}})},
          {"content", object({{"application/json", object({{"schema", std::move(schema)}})}})}});
 }
 
@@ -87,6 +92,12 @@ Value components() {
                          {"description", object({{"type", Value("string")}})}})}});
     return object(
         {{"schemas", object({{"Value", value}, {"Error", error}, {"FunctionMetadata", metadata}})},
+         {"headers",
+          object({{"RequestId",
+                   object({{"description",
+                            Value("The request's identifier, also written in the connector's "
+                                  "logs: quote it when asking why a call failed")},
+                           {"schema", object({{"type", Value("string")}})}})}})},
          {"securitySchemes",
           object({{"bearer", object({{"type", Value("http")},
                                      {"scheme", Value("bearer")},
