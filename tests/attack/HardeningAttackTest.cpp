@@ -81,6 +81,39 @@ TEST_F(HardeningAttack, RefusedRequestsAreAnsweredBeforeTheirBodyIsSent) {
     }
 }
 
+// A client that announces "Expect: 100-continue" (curl does for bodies over 1 MiB) is told to go
+// on once its header passed every check, and refused without the invitation otherwise; before,
+// it waited a second for an invitation that never came.
+TEST_F(HardeningAttack, ExpectContinueIsAnsweredFromTheHeader) {
+    const std::string body = R"({"args":[1,2],"nargout":1})";
+    auto head = [&](const std::string& token) {
+        return "POST /v1/services/demo/plus HTTP/1.1\r\nHost: localhost\r\nAuthorization: Bearer " +
+               token +
+               "\r\nContent-Type: application/json\r\nExpect: 100-continue\r\n"
+               "Content-Length: " +
+               std::to_string(body.size()) + "\r\n\r\n";
+    };
+    Connection connection;
+    ASSERT_TRUE(connection.connect(sTarget->port()) && connection.handshake())
+        << connection.error();
+    ASSERT_TRUE(connection.send(head(sToken))) << connection.error();
+    auto response = connection.readResponse();
+    ASSERT_TRUE(response) << "no 100 Continue: " << connection.error();
+    EXPECT_EQ(response->result_int(), 100u);
+    ASSERT_TRUE(connection.send(body)) << connection.error();
+    response = connection.readResponse();
+    ASSERT_TRUE(response) << connection.error();
+    EXPECT_EQ(response->result_int(), 200u);
+    EXPECT_EQ(response->body(), R"({"results":[3]})");
+
+    Connection refused;
+    ASSERT_TRUE(refused.connect(sTarget->port()) && refused.handshake()) << refused.error();
+    ASSERT_TRUE(refused.send(head("wrong"))) << refused.error();
+    response = refused.readResponse();
+    ASSERT_TRUE(response) << refused.error();
+    EXPECT_EQ(response->result_int(), 401u);
+}
+
 TEST_F(HardeningAttack, EmptyHeaderLinesCountAgainstTheHeaderLimit) {
     for (const std::size_t lines : {std::size_t(4 * 1024), std::size_t(10) * 1024 * 1024}) {
         SCOPED_TRACE(lines);

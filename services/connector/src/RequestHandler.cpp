@@ -24,8 +24,8 @@ using foundation::json::Value;
 struct Reply {
     http::status fStatus;
     Value fBody;
-    const char* fAllow = nullptr;           // for 405
-    const char* fAuthenticate = nullptr;    // for 401
+    const char* fAllow = nullptr;                          // for 405
+    const char* fAuthenticate = nullptr;                   // for 401
     std::optional<detail::PageFile> fFile = std::nullopt;  // a file of the page, not fBody
 };
 
@@ -132,8 +132,10 @@ std::variant<Reply, FunctionCall> prepareCall(const Request& request,
     if (!body.isObject())
         return error(http::status::bad_request, errorid::kInvalidRequest,
                      "The body must be a JSON object {\"args\": [...], \"nargout\": N}");
-    Value args = body["args"];
-    if (args.isUndefined()) args = Value(Array{});
+    // Moved out, not copied: a large matrix argument is a million values.
+    Value args = Value(Array{});
+    if (auto it = body.asObject().find("args"); it != body.asObject().end())
+        args = std::move(it->second);
     // An array passes arguments by position, an object by the function's input names (the
     // worker binds them).
     if (!args.isArray() && !args.isObject())

@@ -167,6 +167,21 @@ void Session::onHeader(beast::error_code ec, std::size_t) {
     const auto length = fParser->content_length();
     if (length && *length > fShared->fBodyLimit) return refuseBodyTooLarge();
     fParser->body_limit(fShared->fBodyLimit);
+    // A client that announced "Expect: 100-continue" (curl does for bodies over 1 MiB) waits
+    // for this before it sends the body, or gives up waiting after a second.
+    if (beast::iequals(header[http::field::expect], "100-continue") && !fParser->is_done()) {
+        fContinue.version(header.version());
+        fStream.expires_after(fShared->fIoTimeout);
+        return http::async_write(fStream, fContinue,
+                                 [self = shared_from_this()](beast::error_code ec, std::size_t) {
+                                     if (ec) return self->fail(ec);
+                                     self->readBody();
+                                 });
+    }
+    readBody();
+}
+
+void Session::readBody() {
     fStream.expires_after(fShared->fIoTimeout);
     http::async_read(fStream, fBuffer, *fParser,
                      beast::bind_front_handler(&Session::onRead, shared_from_this()));

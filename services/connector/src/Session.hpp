@@ -18,6 +18,7 @@
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/parser.hpp>
 
 #include "ServerShared.hpp"
@@ -39,6 +40,8 @@ class Session : public std::enable_shared_from_this<Session> {
     void doRead();
     void onHeader(boost::beast::error_code ec, std::size_t bytes);
     void onRead(boost::beast::error_code ec, std::size_t bytes);
+    /// Reads the body of a request whose header passed every check.
+    void readBody();
     void beginRequest(bool badRequest);
     void refuse(http::status status, const char* identifier, std::string message);
     void refuseBodyTooLarge();
@@ -65,6 +68,8 @@ class Session : public std::enable_shared_from_this<Session> {
     boost::asio::steady_timer fCallTimer;
     std::uint64_t fCallSerial = 0;  // which call the timer's wait belongs to; bumped at its end
     Response fResponse;
+    // "100 Continue", for a client that waits for it before sending its body.
+    http::response<http::empty_body> fContinue{http::status::continue_, 11};
     const std::string fAddress;  // the client's address, admitted by ServerShared::admit
     AccessLogEntry fEntry;       // the request being answered
     std::chrono::steady_clock::time_point fStarted;
