@@ -9,6 +9,7 @@
 #include <sstream>
 #include <thread>
 
+#include "AttackClient.hpp"
 #include "HttpsTestClient.hpp"
 #include "TempFolder.hpp"
 #include "korvan/host/InterpreterThread.hpp"
@@ -169,6 +170,34 @@ TEST_F(HttpsServerTest, TheServerSettingsFileAppliesAtTheNextStart) {
         send(test::http::verb::post, "/services/math/plus", std::string(1024 * 1024 + 1, ' '));
     ASSERT_TRUE(response) << fLastError;
     EXPECT_EQ(response->result_int(), 413u);
+}
+
+// The default body limit (64 MiB) holds a body of exactly that size and refuses one byte more.
+TEST_F(HttpsServerTest, TheDefaultBodyLimitTakes64MiBAndNoMore) {
+    Config config = makeConfig();
+    config.fBodyLimit = Config{}.fBodyLimit;
+    ASSERT_EQ(config.fBodyLimit, 64u * 1024 * 1024);
+    fService->stop();
+    fService->setConfig(config);
+    fService->start();
+    const std::string call = R"({"args":[1,2],"nargout":1})";
+    std::string body = call + std::string(config.fBodyLimit - call.size(), ' ');
+    auto response = send(test::http::verb::post, "/services/math/plus", body);
+    ASSERT_TRUE(response) << fLastError;
+    EXPECT_EQ(response->result_int(), 200u) << response->body();
+    // One byte more is refused from the announced length, before the body is sent.
+    korvan::attack::test::Connection over({fService->certificate()});
+    ASSERT_TRUE(over.connect(fService->port()) && over.handshake()) << over.error();
+    ASSERT_TRUE(over.send(
+        "POST /v1/services/math/plus HTTP/1.1\r\nHost: localhost\r\n"
+        "Authorization: Bearer " +
+        fService->personalAccessToken() + "\r\nContent-Type: application/json\r\nContent-Length: " +
+        std::to_string(config.fBodyLimit + 1) + "\r\n\r\n"))
+        << over.error();
+    const auto refused = over.readResponse();
+    ASSERT_TRUE(refused) << over.error();
+    EXPECT_EQ(refused->result_int(), 413u);
+    EXPECT_THAT(refused->body(), HasSubstr("67108864 bytes"));
 }
 
 TEST_F(HttpsServerTest, ChangedTokenReplacesTheOldOneWhileRunning) {
