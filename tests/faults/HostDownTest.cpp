@@ -76,7 +76,7 @@ class GatedInvoker final : public connector::FunctionInvoker {
         std::unique_lock lock(fLock);
         return fChanged.wait_for(lock, 10s, [this] { return fStarted; });
     }
-    void open() {
+    void release() {
         std::lock_guard lock(fLock);
         fOpen = true;
         fChanged.notify_all();
@@ -116,7 +116,7 @@ class HostDownTest : public ::testing::TestWithParam<DownCase> {
         fHost = std::make_shared<servicehost::ServiceHost>(std::move(options));
     }
     ~HostDownTest() override {
-        fInvoker->open();
+        fInvoker->release();
         fHost.reset();
     }
 
@@ -177,11 +177,11 @@ TEST_P(HostDownTest, TheCallInFlightEndsCleanlyAndTheHostComesBack) {
             fHost->flipDown();
     });
     EXPECT_TRUE(waitUntil([&] { return !fHost->current(); }));
-    if (k.fGate == Gate::OpenedWhileGoing) fInvoker->open();
+    if (k.fGate == Gate::OpenedWhileGoing) fInvoker->release();
     // A stop waits for a running call no longer than the invoker lets it run.
     ASSERT_EQ(goingAway.wait_for(30s), std::future_status::ready) << "the host hangs";
     goingAway.get();
-    fInvoker->open();
+    fInvoker->release();
 
     ASSERT_EQ(inFlight.wait_for(30s), std::future_status::ready) << "the call in flight hangs";
     const auto answer = inFlight.get();

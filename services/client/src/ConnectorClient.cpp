@@ -27,6 +27,14 @@ using foundation::log::Level;
 
 namespace {
 
+// Two references to the same registration. Compared as the base class on both sides: C++20
+// also tries the reversed form of the base's operator==, which clang reports as ambiguous
+// when one side is the derived class.
+bool sameService(const cppmicroservices::ServiceReferenceBase& a,
+                 const cppmicroservices::ServiceReferenceBase& b) {
+    return a == b;
+}
+
 constexpr const char* kComponent = "KORVAN:connectorClient";
 
 boost::json::string utf8(const std::u16string& text) {
@@ -113,7 +121,7 @@ void ConnectorClient::RemovedService(const Reference& reference,
     bool last = false;
     {
         std::lock_guard lock(fLock);
-        last = fServices.size() == 1 && fServices.front().first == reference;
+        last = fServices.size() == 1 && sameService(fServices.front().first, reference);
     }
     // The service is still whole while it is being unregistered: what it says now is what
     // the client answers until another comes.
@@ -121,8 +129,9 @@ void ConnectorClient::RemovedService(const Reference& reference,
     if (last && service) record.record(*service);
     std::lock_guard lock(fLock);
     if (record.known()) fAway = std::move(record);
-    const auto found = std::find_if(fServices.begin(), fServices.end(),
-                                    [&](const auto& entry) { return entry.first == reference; });
+    const auto found = std::find_if(fServices.begin(), fServices.end(), [&](const auto& entry) {
+        return sameService(entry.first, reference);
+    });
     if (found == fServices.end()) {
         return;
     }
