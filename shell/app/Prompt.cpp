@@ -1,6 +1,7 @@
 // The interactive prompt (see Prompt.hpp).
 #include "Prompt.hpp"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
@@ -16,6 +17,7 @@
 #include <iostream>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <editline/readline.h>
 
@@ -40,34 +42,58 @@ extern "C" void onSigwinch(int) {
     gResized.store(true);
 }
 
-// One byte of standard input; false at its end (or on a read error).
-bool readByte(unsigned char& byte) {
+// The terminal read without blocking: Ctrl-C makes the terminal discard what was typed ahead,
+// so a byte poll() announced may be gone by the time it is read, and a blocking read would
+// then wait for the next key with the interrupt unseen. -1 when no second descriptor could be
+// opened; standard input is then read as it is.
+int gKeys = -1;
+
+enum class ReadResult { Byte, Interrupted, Ended };
+
+// One byte of standard input, or Interrupted when Ctrl-C came first, or Ended at its end (or
+// on a read error).
+ReadResult readByte(unsigned char& byte) {
     for (;;) {
-        ssize_t n = ::read(STDIN_FILENO, &byte, 1);
-        if (n == 1) return true;
-        if (n < 0 && errno == EINTR) continue;
-        return false;
+        pollfd fds[2] = {{STDIN_FILENO, POLLIN, 0}, {InterruptSignal::readFd(), POLLIN, 0}};
+        int ready = ::poll(fds, fds[1].fd >= 0 ? 2 : 1, -1);
+        if (ready < 0) {
+            if (errno == EINTR) continue;
+            return ReadResult::Ended;
+        }
+        if (fds[1].revents & POLLIN) return ReadResult::Interrupted;
+        ssize_t n = ::read(gKeys >= 0 ? gKeys : STDIN_FILENO, &byte, 1);
+        if (n == 1) return ReadResult::Byte;
+        if (n < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+        return ReadResult::Ended;
     }
 }
 
 // libedit's key reader: one character (a Unicode code point decoded from UTF-8), or -1 at the
 // end of input. Reading ourselves lets the prompt see the end of input that libedit would
-// otherwise swallow (a terminal that went away reads as zero bytes).
+// otherwise swallow (a terminal that went away reads as zero bytes). A Ctrl-C while a key is
+// awaited reads as the Ctrl-C key, which edits nothing; the prompt then starts a fresh line.
 int readKey(FILE*) {
+    constexpr int kCtrlC = 0x03;
     unsigned char byte = 0;
-    if (!readByte(byte)) {
+    auto next = [&byte]() -> int {
+        switch (readByte(byte)) {
+            case ReadResult::Byte:
+                return 0;
+            case ReadResult::Interrupted:
+                return kCtrlC;
+            case ReadResult::Ended:
+                break;
+        }
         Prompt::inputEnded();
         return -1;
-    }
+    };
+    if (int stop = next(); stop != 0) return stop;
     if (byte < 0x80) return byte;
     int extra = byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : byte >= 0xC0 ? 1 : 0;
     if (extra == 0) return 0xFFFD;
     int code = byte & (0x3F >> extra);
     for (int i = 0; i < extra; ++i) {
-        if (!readByte(byte)) {
-            Prompt::inputEnded();
-            return -1;
-        }
+        if (int stop = next(); stop != 0) return stop;
         if ((byte & 0xC0) != 0x80) return 0xFFFD;
         code = (code << 6) | (byte & 0x3F);
     }
@@ -145,6 +171,8 @@ int Prompt::run() {
     resize.sa_flags = SA_RESTART;
     ::sigaction(SIGWINCH, &resize, &previousResize);
     loadHistory();
+    if (::isatty(STDIN_FILENO) == 1)
+        gKeys = ::open("/proc/self/fd/0", O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     rl_callback_handler_install(kPrompt, &Prompt::lineCallback);
     while (!fDone) {
         pollfd fds[2] = {{STDIN_FILENO, POLLIN, 0}, {InterruptSignal::readFd(), POLLIN, 0}};
@@ -170,6 +198,7 @@ int Prompt::run() {
         if (!fDone) drainPosted();
     }
     rl_callback_handler_remove();
+    if (gKeys >= 0) ::close(std::exchange(gKeys, -1));
     ::sigaction(SIGWINCH, &previousResize, nullptr);
     std::fputs("\n", stdout);
     flushOutput();
