@@ -2,7 +2,8 @@
 //
 // One struct for every class: numeric, logical and char elements live in one zero-filled
 // byte block (complex elements interleaved real, imaginary), string elements in fStrings,
-// object elements in fObjects. The class, complexity and storage kind never change after
+// object elements in fObjects, cell and struct elements in fElements (a struct's element i,
+// field f at i * fFieldNames.size() + f). The class, complexity and storage kind never change after
 // creation; only kxSetDimensions changes the shape (same element count).
 //
 // fRefCount is atomic; everything else is unsynchronised (see kx/kxArray.hpp).
@@ -28,6 +29,8 @@ struct kxArray {
     std::vector<std::optional<std::u16string>> fStrings;  // string
     std::vector<kx::ObjectRef> fObjects;                  // object
     std::string fObjectClass;                             // object
+    std::vector<kx::ArrayPtr> fElements;                  // cell, struct (null: never set)
+    std::vector<std::string> fFieldNames;                 // struct
 };
 
 namespace kx::detail {

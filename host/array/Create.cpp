@@ -60,6 +60,8 @@ std::size_t realElementSize(kxClassID classID) {
             return 1;
         case kxClassID::String:
         case kxClassID::Object:
+        case kxClassID::Cell:
+        case kxClassID::Struct:
             return 0;
     }
     return 0;
@@ -67,7 +69,8 @@ std::size_t realElementSize(kxClassID classID) {
 
 kxArray* allocateArray(kxClassID classID, kxComplexity complexity, std::vector<kxSize> dims) {
     const bool complexAllowed = classID != kxClassID::Logical && classID != kxClassID::Char &&
-                                classID != kxClassID::String && classID != kxClassID::Object;
+                                classID != kxClassID::String && classID != kxClassID::Object &&
+                                classID != kxClassID::Cell && classID != kxClassID::Struct;
     if (complexity == kxComplexity::Complex && !complexAllowed) {
         throw std::invalid_argument("kxArray: class " + std::to_string(static_cast<int>(classID)) +
                                     " cannot be complex");
@@ -83,6 +86,8 @@ kxArray* allocateArray(kxClassID classID, kxComplexity complexity, std::vector<k
             array->fStrings.assign(count, std::u16string());
         } else if (classID == kxClassID::Object) {
             array->fObjects.resize(count);
+        } else if (classID == kxClassID::Cell || classID == kxClassID::Struct) {
+            array->fElements.resize(count);  // a struct's fields multiply this when added
         } else {
             array->fElementSize =
                 realElementSize(classID) * (complexity == kxComplexity::Complex ? 2 : 1);
@@ -170,9 +175,10 @@ kxArray* createIntegerScalar(kxClassID classID, V value) {
 
 kxArray* kxCreateNumericArray(kxSize ndim, const kxSize* dims, kxClassID classID,
                               kxComplexity complexity) {
-    if (classID == kxClassID::String || classID == kxClassID::Object) {
+    if (classID == kxClassID::String || classID == kxClassID::Object ||
+        classID == kxClassID::Cell || classID == kxClassID::Struct) {
         throw std::invalid_argument(
-            "kxCreateNumericArray: string and object arrays need their own"
+            "kxCreateNumericArray: string, object, cell and struct arrays need their own"
             " creation functions");
     }
     return allocateArray(classID, complexity, normaliseDims(ndim, dims));
@@ -300,6 +306,8 @@ kxArray* kxDuplicateArray(const kxArray* array) {
         copy->fStrings = array->fStrings;
         copy->fObjects = array->fObjects;
         copy->fObjectClass = array->fObjectClass;
+        copy->fElements = array->fElements;
+        copy->fFieldNames = array->fFieldNames;
     } catch (const std::bad_alloc&) {
         delete copy;
         kxErrOutOfMemory();

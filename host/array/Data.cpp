@@ -139,6 +139,8 @@ double kxGetElementAsDouble(const kxArray* array, kxSize index) {
             return readAs<std::uint64_t>(data, index, stride);
         case kxClassID::String:
         case kxClassID::Object:
+        case kxClassID::Cell:
+        case kxClassID::Struct:
             break;
     }
     throw std::invalid_argument("kxGetElementAsDouble: not a numeric array");

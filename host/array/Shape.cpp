@@ -43,6 +43,10 @@ std::string kxGetClassName(const kxArray* array) {
             return "uint64";
         case kxClassID::Object:
             return array->fObjectClass;
+        case kxClassID::Cell:
+            return "cell";
+        case kxClassID::Struct:
+            return "struct";
     }
     return {};
 }

@@ -1,5 +1,5 @@
-// Host arrays: every value of the host language (numbers, logicals, text, strings, objects)
-// is a kxArray, an N-dimensional column-major array of one class.
+// Host arrays: every value of the host language (numbers, logicals, text, strings, objects,
+// cells and structs) is a kxArray, an N-dimensional column-major array of one class.
 //
 // Ownership: every function that returns `kxArray*` from `kxCreate...` or `kxDuplicateArray`
 // hands the caller one reference. The caller gives it back exactly once, with
@@ -47,6 +47,8 @@ enum class kxClassID : int {
     Int64,
     UInt64,
     Object,
+    Cell,    // each element holds any host array
+    Struct,  // each element holds one host array per field; all elements share the fields
 };
 
 enum class kxComplexity { Real, Complex };
@@ -187,6 +189,45 @@ void kxSetStringElement(kxArray* array, kxSize index, std::optional<std::u16stri
 /// Object elements (shared handles; an empty handle for an unset element).
 kx::ObjectRef kxGetObject(const kxArray* array, kxSize index);
 void kxSetObject(kxArray* array, kxSize index, kx::ObjectRef object);
+
+// ---- cell and struct arrays ---------------------------------------------------------------
+/// A cell element holds any host array, or nothing (an element never set), which reads as
+/// the empty array []. A struct array has named fields; every element holds one value per
+/// field (nothing until set). Elements are shared handles: kxDuplicateArray copies the
+/// handles, not the arrays they hold, so an element is changed only by setting a new array
+/// into it, never by writing into the one it holds.
+kxArray* kxCreateCellArray(kxSize ndim, const kxSize* dims);
+kxArray* kxCreateCellMatrix(kxSize m, kxSize n);
+bool kxIsCell(const kxArray* array);
+/// Element `index` of a cell array, or null for an element never set.
+const kxArray* kxGetCell(const kxArray* array, kxSize index);
+/// Sets element `index`, taking over the caller's reference to `value` (null empties it).
+void kxSetCell(kxArray* array, kxSize index, kxArray* value);
+
+/// Field names: a letter, then letters, digits and underscores; at most kxMaxFieldName bytes.
+inline constexpr std::size_t kxMaxFieldName = 63;
+bool kxIsValidFieldName(std::string_view name);
+/// Throws std::invalid_argument for a field name that is not valid or given twice.
+kxArray* kxCreateStructArray(kxSize ndim, const kxSize* dims,
+                             const std::vector<std::string>& fieldNames);
+kxArray* kxCreateStructMatrix(kxSize m, kxSize n, const std::vector<std::string>& fieldNames);
+bool kxIsStruct(const kxArray* array);
+kxSize kxGetNumberOfFields(const kxArray* array);
+const std::string& kxGetFieldNameByNumber(const kxArray* array, kxSize field);
+/// The field's number, or -1 when the struct has no field of that name.
+int kxGetFieldNumber(const kxArray* array, std::string_view name);
+/// Adds a field, empty in every element, at the end; returns its number (the number of the
+/// field already there when the name exists).
+int kxAddField(kxArray* array, std::string_view name);
+void kxRemoveField(kxArray* array, kxSize field);
+/// The value of a field in element `index`, or null when it was never set.
+const kxArray* kxGetFieldByNumber(const kxArray* array, kxSize index, kxSize field);
+/// Null also when the struct has no field of that name.
+const kxArray* kxGetField(const kxArray* array, kxSize index, std::string_view name);
+/// Sets a field of element `index`, taking over the caller's reference to `value`.
+void kxSetFieldByNumber(kxArray* array, kxSize index, kxSize field, kxArray* value);
+/// As kxSetFieldByNumber; adds the field first when the struct does not have it.
+void kxSetField(kxArray* array, kxSize index, std::string_view name, kxArray* value);
 
 // ---- RAII helper ---------------------------------------------------------------------------
 
