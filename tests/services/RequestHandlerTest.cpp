@@ -43,10 +43,11 @@ void registerTestFunctions() {
         korvan::host::registerFunction("handlerTestBoom", [](int, kxArray**, int, const kxArray**) {
             korvan::host::throwError("KORVAN:test", "Boom", 42);
         });
-        korvan::host::registerFunction("handlerTestComplex",
-                                       [](int, kxArray** plhs, int, const kxArray**) {
-                                           plhs[0] = kxCreateComplexScalar(1, 2);
-                                       });
+        korvan::host::registerFunction(
+            "handlerTestCube", [](int, kxArray** plhs, int, const kxArray**) {
+                const kxSize dims[] = {2, 2, 2};
+                plhs[0] = kxCreateNumericArray(3, dims, kxClassID::Double);
+            });
         return true;
     }();
     (void)done;
@@ -67,7 +68,7 @@ class RequestHandlerTest : public ::testing::Test {
         fCatalog.expose("math", "plus", "handlerTestPlus");
         fCatalog.expose("math", "two", "handlerTestTwo");
         fCatalog.expose("math", "boom", "handlerTestBoom");
-        fCatalog.expose("math", "complex", "handlerTestComplex");
+        fCatalog.expose("math", "cube", "handlerTestCube");
         fCatalog.expose("math", "gone", "handlerTestNoSuchHostFunction");
         fCatalog.expose("text", "plus", "handlerTestPlus");
         fToken = AccessToken::issue(30);
@@ -169,11 +170,10 @@ TEST_F(RequestHandlerTest, StatusesAndIdentifiers) {
          errorid::kInvalidRequest},
         {http::verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":"1"})", "valid", 400,
          errorid::kInvalidRequest},
-        {http::verb::post, "/v1/services/math/plus", R"({"args":[[1,true]]})", "valid", 400,
+        {http::verb::post, "/v1/services/math/plus", R"({"args":[{"1a":true}]})", "valid", 400,
          errorid::kInvalidArguments},
         {http::verb::post, "/v1/services/math/boom", call, "valid", 500, "KORVAN:test:Boom"},
-        {http::verb::post, "/v1/services/math/complex", call, "valid", 500,
-         errorid::kInvalidResult},
+        {http::verb::post, "/v1/services/math/cube", call, "valid", 500, errorid::kInvalidResult},
         {http::verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":2})", "valid", 500,
          errorid::kInvalidResult},
         {http::verb::get, "/v1", "", "valid", 404, errorid::kNotFound},
@@ -241,7 +241,7 @@ TEST_F(RequestHandlerTest, RefusedRequestsNeverReachTheInterpreter) {
 TEST_F(RequestHandlerTest, BodiesOfSuccessfulRequests) {
     EXPECT_EQ(send(http::verb::get, "/v1/health").body(), R"({"status":"ok"})");
     EXPECT_EQ(send(http::verb::get, "/v1/services").body(),
-              R"({"services":[{"functions":["boom","complex","gone","plus","two"],"name":"math"},)"
+              R"({"services":[{"functions":["boom","cube","gone","plus","two"],"name":"math"},)"
               R"({"functions":["plus"],"name":"text"}]})");
     EXPECT_EQ(send(http::verb::post, "/v1/services/math/plus", R"({"args":[0.1,0.2]})").body(),
               R"({"results":[0.30000000000000004]})");

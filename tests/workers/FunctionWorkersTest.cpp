@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "HttpsTestClient.hpp"
+#include "JsonMappingTable.hpp"
 #include "TempFolder.hpp"
 #include "foundation/json/Parser.hpp"
 #include "korvan/services/connector/ConnectorService.hpp"
@@ -81,6 +82,7 @@ class FunctionWorkers : public ::testing::Test {
     void SetUp() override {
         const fs::path services = fFolder.path() / "services";
         write("lab/plus.k", "function s = plus(a, b)\n  s = a + b;\nend\n");
+        write("lab/echo.k", "function r = echo(x)\n  r = x;\nend\n");
         write("lab/deep.k", "function r = deep(n)\n  r = deep(n + 1);\nend\n");
         write("lab/hog.k", "function r = hog()\n  x = zeros(50000, 50000);\n  r = 1;\nend\n");
         write("lab/nap.k", "function r = nap(s)\n  pause(s);\n  r = s;\nend\n");
@@ -160,6 +162,25 @@ class FunctionWorkers : public ::testing::Test {
     std::unique_ptr<ConnectorService> fService;
     std::vector<pid_t> fSeen;  // every worker a test saw: none may outlive the connector
 };
+
+// Every row of the value mapping, through a worker and back: the written form comes back as
+// written, and every other text of the row comes back in the written form.
+TEST_F(FunctionWorkers, EveryRowOfTheValueMappingRoundTripsOverHttps) {
+    for (const MappingRow& row : mappingTable()) {
+        std::vector<const char*> inputs = row.fAlsoRead;
+        inputs.insert(inputs.begin(), row.fJson);
+        for (const char* input : inputs) {
+            const Answer answer = call("lab/echo", "[" + std::string(input) + "]");
+            EXPECT_EQ(answer.fBody, "{\"results\":[" + std::string(row.fJson) + "]}")
+                << row.fName << ": " << input;
+        }
+    }
+    for (const RefusedJson& row : refusedJson()) {
+        const Answer answer = call("lab/echo", "[" + std::string(row.fJson) + "]");
+        EXPECT_EQ(answer.fStatus, 400u) << row.fJson;
+        EXPECT_THAT(answer.fBody, HasSubstr(row.fSays)) << row.fJson;
+    }
+}
 
 TEST_F(FunctionWorkers, ARunawayCallIsAnsweredAtItsTimeOutAndItsWorkerStops) {
     ASSERT_EQ(workers().size(), 4u);  // lab 2, spin 1, one 1

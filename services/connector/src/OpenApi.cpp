@@ -66,9 +66,12 @@ Value components() {
     const Value value = object(
         {{"description",
           Value("A host value in JSON: a number (the shortest text that reads back to the same "
-                "double), a string, true/false, an array of them (a row), an array of rows (a "
-                "matrix), or an envelope {\"zxtype\": class, \"zxdata\": ...} for the integer "
-                "classes and NaN/Inf; see the connector's documentation for the whole mapping")}});
+                "double), a string, true/false, an array of them (a row; null among numbers is "
+                "NaN), an array of rows (a matrix), an object (a struct; objects with the same "
+                "keys: a struct array), an array of mixed kinds (a cell), or an envelope "
+                "{\"zxtype\": class, \"zxdata\": ...} for integer classes, NaN and infinities, "
+                "complex numbers, sized empty arrays, cells and structs; see the connector's "
+                "documentation for the whole mapping")}});
     const Value error = object(
         {{"type", Value("object")},
          {"required", strings({"error"})},

@@ -121,12 +121,20 @@ std::variant<Reply, FunctionCall> prepareCall(const Request& request,
                                               korvan::host::Function function,
                                               std::string_view service, std::string_view name) {
     Value body;
+    std::optional<std::string> rewritten;
     try {
         body = foundation::json::parse(request.body());
     } catch (const foundation::json::ParserException& e) {
-        return error(http::status::bad_request, errorid::kInvalidJson, e.what());
+        // Python's json writes NaN and infinities as bare words.
+        rewritten = withNonFiniteEnvelopes(request.body());
+        if (!rewritten) return error(http::status::bad_request, errorid::kInvalidJson, e.what());
+        try {
+            body = foundation::json::parse(*rewritten);
+        } catch (const foundation::json::ParserException&) {
+            return error(http::status::bad_request, errorid::kInvalidJson, e.what());
+        }
     }
-    if (auto key = detail::duplicateKey(request.body()))
+    if (auto key = detail::duplicateKey(rewritten ? *rewritten : request.body()))
         return error(http::status::bad_request, errorid::kInvalidJson,
                      "The key " + printableQuoted(*key) + " appears twice in one object");
     if (!body.isObject())

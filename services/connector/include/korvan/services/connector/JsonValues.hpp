@@ -1,30 +1,27 @@
-// The JSON form of host values, used by function calls in both directions.
+// The JSON form of host values, used by function calls in both directions. The whole table,
+// with an example of every row both ways, is in docs/services/connector-service.md. In short:
 //
-//   JSON                                     host value
-//   number                                   1-by-1 double
-//   true / false                             1-by-1 logical
-//   "text"                                   string scalar
-//   null                                     the empty array (0-by-0 double)
-//   [a, b, c]                                1-by-N row of the elements' class
-//   [[a, b], [c, d]]                         M-by-N matrix, one inner array per row
-//   {"zxtype":"int32","zxdata":5}            int32 scalar (also int8..uint64; data may be
-//                                            a row or rows of integers, kept exact)
-//   {"zxtype":"char","zxdata":"abc"}         1-by-3 char array (a list of equal-length
-//                                            texts gives one row per text)
-//   {"zxtype":"double","zxdata":"NaN"}       NaN; also "Inf" and "-Inf", alone or as an
-//                                            element of a numeric row or matrix
+//   numbers, true/false, "text"      1-by-1 double, logical, string
+//   [..] / [[..], [..]]              a row / a matrix of one kind (null inside numbers is NaN)
+//   [] (or null)                     the empty array (0-by-0 double)
+//   {"a": 1, "b": "x"}               1-by-1 struct (objects with the same keys: a struct array)
+//   a list of mixed kinds            1-by-N cell
+//   {"zxtype": class, "zxdata": ..}  an envelope: integer classes (exact), non-finite and
+//                                    complex doubles, char rows, empty arrays of any size
+//                                    ("zxsize"), cells and structs that a plain form cannot say
 //
-// Elements of one array must all be numbers (or non-finite envelopes), all logicals or all
-// strings; rows must have equal lengths. Doubles are written with 17 significant digits so
-// that they read back to the same value. Single values are written as doubles. Values with
-// more than two dimensions, complex values, missing strings and objects have no JSON form.
+// Char arrays are written as plain strings. Doubles are written as the shortest text that
+// reads back to the same value. Values with more than two dimensions, missing strings, complex
+// integers and objects have no JSON form. Struct fields made from an object are in key order.
 //
 // Errors: ValueMappingError (a std::invalid_argument) saying what could not be mapped.
-// Threads: creates and reads host arrays, hence runs on the interpreter thread in the service.
+// Threads: creates and reads host arrays, hence runs on the interpreter thread of a worker.
 #pragma once
 
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "foundation/json/Value.hpp"
 #include "kx/kxArray.hpp"
@@ -42,7 +39,11 @@ kx::ArrayPtr arrayFromJson(const foundation::json::Value& value);
 /// The JSON form of `array` (which is only read).
 foundation::json::Value jsonFromArray(const kxArray* array);
 
-/// Compact JSON text with doubles at 17 significant digits and integers as written.
+/// `text` with the bare words NaN, Infinity and -Infinity (outside strings) replaced by the
+/// "double" envelopes of those values; nullopt when there are none. Python's json writes them.
+std::optional<std::string> withNonFiniteEnvelopes(std::string_view text);
+
+/// Compact JSON text with doubles as the shortest text that reads back to them.
 std::string writeJson(const foundation::json::Value& value);
 
 }  // namespace korvan::services::connector
