@@ -216,8 +216,7 @@ Value jsonFromArray(const kxArray* array) {
             break;
     }
     if (kxIsEmpty(array)) {
-        if (id == kxClassID::Double && m == 0 && n == 0 && !kxIsComplex(array))
-            return Value(Array{});
+        if (id == kxClassID::Double && m == 0 && n == 0) return Value(Array{});
         Value out = envelope(typeName(array), Value(Array{}));
         out.set(std::string(detail::kSizeKey), sizeValue(m, n));
         return out;
