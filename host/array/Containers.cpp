@@ -186,6 +186,8 @@ void kxSetFieldByNumber(kxArray* array, kxSize index, kxSize field, kxArray* val
 
 void kxSetField(kxArray* array, kxSize index, std::string_view name, kxArray* value) {
     kx::ArrayPtr owned(value);
+    // A refused element leaves the struct as it was: no field is added for it.
+    checkIndex(checkedClass(array, kxClassID::Struct, "kxSetField"), index, "kxSetField");
     const int field = kxAddField(array, name);
     kxSetFieldByNumber(array, index, static_cast<kxSize>(field), owned.release());
 }

@@ -4,9 +4,9 @@
 //
 // Each file registers one group: BuiltinsMath.cpp (numbers and arrays), BuiltinsText.cpp
 // (texts, formatting, conversions), BuiltinsSystem.cpp (output, errors, warnings, environment,
-// pause, delete), BuiltinsCommand.cpp (system),
-// BuiltinsHelp.cpp (help, properties, methods). Output goes to the running Interpreter's stream, or
-// std::cout. Threads: registration is once per process (thread-safe); the functions run on the
+// pause, delete), BuiltinsCommand.cpp (system), BuiltinsHelp.cpp (help, properties, methods),
+// BuiltinsContainers.cpp (cells and structs). Output goes to the running Interpreter's stream,
+// or std::cout. Threads: registration is once per process (thread-safe); the functions run on the
 // interpreter thread.
 #pragma once
 
@@ -33,6 +33,7 @@ void registerTextBuiltins();
 void registerSystemBuiltins();
 void registerCommandBuiltins();
 void registerHelpBuiltins();
+void registerContainerBuiltins();
 
 /// printf-style formatting over host values (see Formatting.cpp).
 std::string formatValues(const std::string& format, const Args& args);

@@ -116,6 +116,7 @@ void registerBuiltins() {
         registerSystemBuiltins();
         registerCommandBuiltins();
         registerHelpBuiltins();
+        registerContainerBuiltins();
     });
 }
 

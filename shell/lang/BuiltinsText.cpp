@@ -128,7 +128,7 @@ void registerTextBuiltins() {
         else if (kxIsStringArray(x) && kxGetNumberOfElements(x) == 1)
             output() << (kxGetStringElement(x, 0) ? utf8(*kxGetStringElement(x, 0)) : "<missing>")
                      << "\n";
-        else if (!kxIsEmpty(x))
+        else if (!kxIsEmpty(x) || kxIsStruct(x))  // an empty struct still shows its fields
             output() << displayBody(x);
         return std::vector<Value>{};
     });

@@ -1,12 +1,16 @@
 // Square-bracket array building (see Concat.hpp).
 #include "Concat.hpp"
 
+#include "Containers.hpp"
+
 namespace korvan::lang {
 namespace {
 
 kxClassID commonClass(const std::vector<std::vector<Value>>& rows, std::string& objectClass) {
     bool anyString = false, anyChar = false, allLogical = true, anyObject = false, anyOther = false;
-    bool anyComplex = false;
+    bool anyComplex = false, anyCell = false;
+    const kxArray* firstStruct = nullptr;
+    const kxArray* nonStruct = nullptr;
     std::optional<kxClassID> integer;
     for (const auto& row : rows)
         for (const Value& v : row) {
@@ -18,6 +22,13 @@ kxClassID commonClass(const std::vector<std::vector<Value>>& rows, std::string& 
             anyComplex |= kxIsComplex(a);
             allLogical &= c == kxClassID::Logical;
             if (kxIsIntegerClass(a) && !integer) integer = c;
+            anyCell |= c == kxClassID::Cell;
+            if (c == kxClassID::Struct) {
+                if (firstStruct) requireSameFields(firstStruct, a);
+                firstStruct = firstStruct ? firstStruct : a;
+            } else if (!nonStruct) {
+                nonStruct = a;
+            }
             if (c == kxClassID::Object) {
                 if (anyObject && objectClass != kxGetClassName(a))
                     langError("ConcatClass", objectClass, kxGetClassName(a));
@@ -27,6 +38,10 @@ kxClassID commonClass(const std::vector<std::vector<Value>>& rows, std::string& 
                 anyOther = true;
             }
         }
+    // Any cell makes a cell: other parts join it as one element each.
+    if (anyCell) return kxClassID::Cell;
+    if (firstStruct && nonStruct) langError("ConcatClass", "struct", kxGetClassName(nonStruct));
+    if (firstStruct) return kxClassID::Struct;
     if (anyObject && anyOther) langError("ConcatClass", objectClass, "double");
     if (anyObject) return kxClassID::Object;
     if (anyString) return kxClassID::String;
@@ -100,7 +115,12 @@ Value concatenate(const std::vector<std::vector<Value>>& rows) {
         std::vector<Value> parts;
         for (const Value& v : row) {
             if (kxIsEmpty(v.get()) && kxIsDouble(v.get())) continue;
-            parts.push_back(widen(cls == kxClassID::Object ? v : toClass(v, cls), complex));
+            if (cls == kxClassID::Cell)
+                parts.push_back(kxIsCell(v.get()) ? v : wrapInCell(v.get()));
+            else if (cls == kxClassID::Object || cls == kxClassID::Struct)
+                parts.push_back(v);
+            else
+                parts.push_back(widen(toClass(v, cls), complex));
         }
         if (!parts.empty()) joinedRows.push_back(join(parts, true));
     }

@@ -108,8 +108,70 @@ std::string objectTable(const kxArray* v) {
     return out;
 }
 
+// One element of a cell as its display shows it inside braces: short values as themselves,
+// others (containers, matrices) by size and class.
+std::string cellItem(const kxArray* e) {
+    if (!e) return "[]";
+    kxSize count = kxGetNumberOfElements(e);
+    if (kxIsCell(e) || kxIsStruct(e)) return dims(e);
+    if (kxIsChar(e) && kxGetM(e) <= 1) return shortText(e);
+    if (kxIsEmpty(e)) return shortText(e) == "[]" ? "[]" : dims(e);
+    if (kxIsObject(e) || kxIsStringArray(e)) return count == 1 ? shortText(e) : dims(e);
+    if (count == 1) return "[" + shortText(e) + "]";
+    if (kxGetM(e) == 1 && kxGetN(e) <= 10) return shortText(e);
+    return dims(e);
+}
+
+// "  1x2 cell array", then one line per row: {[1]}    {'a'}, columns left-aligned.
+std::string cellBody(const kxArray* v) {
+    kxSize m = kxGetM(v), n = kxGetN(v);
+    std::vector<std::string> items(m * n);
+    std::vector<std::size_t> width(n, 0);
+    for (kxSize j = 0; j < n; ++j)
+        for (kxSize i = 0; i < m; ++i) {
+            items[i + j * m] = "{" + cellItem(kxGetCell(v, i + j * m)) + "}";
+            width[j] = std::max(width[j], items[i + j * m].size());
+        }
+    std::string out = "  " + dims(v) + " array\n";
+    for (kxSize i = 0; i < m; ++i) {
+        std::string line;
+        for (kxSize j = 0; j < n; ++j) {
+            const std::string& item = items[i + j * m];
+            line += "    " + item + std::string(width[j] - item.size(), ' ');
+        }
+        while (!line.empty() && line.back() == ' ') line.pop_back();
+        out += line + "\n";
+    }
+    return out;
+}
+
+// A 1-by-1 struct: one "name: value" line per field, names right-aligned; a struct array:
+// its size and the field names.
+std::string structBody(const kxArray* v) {
+    kxSize fields = kxGetNumberOfFields(v);
+    bool one = kxGetNumberOfElements(v) == 1;
+    std::string head = one ? "  struct" : "  " + dims(v) + " array";
+    if (fields == 0) return head + " with no fields\n";
+    std::string out = head + " with fields:\n";
+    std::size_t width = 0;
+    for (kxSize f = 0; f < fields && one; ++f)
+        width = std::max(width, kxGetFieldNameByNumber(v, f).size());
+    for (kxSize f = 0; f < fields; ++f) {
+        const std::string& name = kxGetFieldNameByNumber(v, f);
+        if (!one) {
+            out += "    " + name + "\n";
+            continue;
+        }
+        out += "    " + std::string(width - name.size(), ' ') + name + ": " +
+               shortText(kxGetFieldByNumber(v, 0, f)) + "\n";
+    }
+    return out;
+}
+
 bool isSingleLine(const kxArray* v) {
+    if (kxIsStruct(v)) return false;
     if (kxIsEmpty(v)) return true;
+    if (kxIsCell(v)) return false;
     if (kxIsChar(v)) return kxGetM(v) == 1;
     if (kxIsObject(v))
         return kxGetNumberOfElements(v) == 1 &&
@@ -135,6 +197,8 @@ std::string formatNumber(double v) {
 
 std::string shortText(const kxArray* v) {
     if (!v) return "[]";
+    if (kxIsCell(v)) return kxGetM(v) == 0 && kxGetN(v) == 0 ? "{}" : "{" + dims(v) + "}";
+    if (kxIsStruct(v)) return "[" + dims(v) + "]";
     if (kxIsChar(v) && kxGetM(v) <= 1) return "'" + kxGetCharTextUtf8(v) + "'";
     if (kxIsEmpty(v))
         return kxIsDouble(v) && kxGetM(v) == 0 && kxGetN(v) == 0 ? "[]" : "[" + dims(v) + "]";
@@ -153,6 +217,8 @@ std::string shortText(const kxArray* v) {
 }
 
 std::string displayBody(const kxArray* v) {
+    if (kxIsStruct(v)) return structBody(v);
+    if (kxIsCell(v) && !kxIsEmpty(v)) return cellBody(v);
     if (kxIsObject(v) && kxGetNumberOfElements(v) == 1 && !isSingleLine(v)) return objectTable(v);
     if (kxIsObject(v) && isTimeClass(v) && kxGetNumberOfElements(v) > 1) {
         Value t = timeText(v);

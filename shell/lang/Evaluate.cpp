@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "Concat.hpp"
+#include "Containers.hpp"
 #include "ErrorObject.hpp"
 #include "FunctionFiles.hpp"
 #include "Indexing.hpp"
@@ -57,6 +58,7 @@ kx::ArrayPtr Interpreter::eval(const Expr& e) {
         case Expr::Kind::Range:
             return evalRange(e);
         case Expr::Kind::Matrix:
+        case Expr::Kind::Cell:
             return evalMatrix(e);
         default: {
             Values v = evalMulti(e, 1);
@@ -89,17 +91,23 @@ kx::ArrayPtr Interpreter::evalRange(const Expr& e) {
 }
 
 kx::ArrayPtr Interpreter::evalMatrix(const Expr& e) {
+    // In braces each element becomes one cell, whatever it holds (a cell too).
+    bool cell = e.fKind == Expr::Kind::Cell;
+    if (cell && e.fRows.empty()) return Value(kxCreateCellMatrix(0, 0));
     std::vector<std::vector<Value>> rows;
     for (const auto& row : e.fRows) {
         rows.emplace_back();
-        for (const auto& item : row) rows.back().push_back(eval(*item));
+        for (const auto& item : row) {
+            Value v = eval(*item);
+            rows.back().push_back(cell ? wrapInCell(v.get()) : v);
+        }
     }
     return concatenate(rows);
 }
 
 Interpreter::Values Interpreter::evalMulti(const Expr& e, int nlhs) {
     if (e.fKind == Expr::Kind::Ident || e.fKind == Expr::Kind::Index ||
-        e.fKind == Expr::Kind::Field)
+        e.fKind == Expr::Kind::Brace || e.fKind == Expr::Kind::Field)
         return evalPostfix(e, nlhs);
     return {eval(e)};
 }
@@ -129,7 +137,8 @@ Interpreter::Values Interpreter::evalPostfix(const Expr& e, int nlhs) {
     // Flatten x.a(1).b into the root and its operations, outermost last.
     std::vector<const Expr*> ops;
     const Expr* root = &e;
-    while (root->fKind == Expr::Kind::Index || root->fKind == Expr::Kind::Field) {
+    while (root->fKind == Expr::Kind::Index || root->fKind == Expr::Kind::Brace ||
+           root->fKind == Expr::Kind::Field) {
         ops.insert(ops.begin(), root);
         root = root->fArgs.front().get();
     }
@@ -182,6 +191,17 @@ Interpreter::Values Interpreter::applyOps(kx::ArrayPtr value, const std::vector<
             IndexList list;
             for (const Value& a : args) list.push_back(a.get());
             value = indexValue(value.get(), list);
+            continue;
+        }
+        if (op.fKind == Expr::Kind::Brace) {
+            std::vector<Value> args = evalArgs(op, value.get());
+            IndexList list;
+            for (const Value& a : args) list.push_back(a.get());
+            value = braceValue(value.get(), list);
+            continue;
+        }
+        if (kxIsStruct(value.get())) {
+            value = readField(value.get(), op.fText);
             continue;
         }
         // A field: a property, or a method (called with the following parentheses).

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Containers.hpp"
+
 namespace korvan::lang {
 namespace {
 
@@ -57,6 +59,7 @@ void unifyClasses(Value& target, Value& rhs) {
     if (tc == rc && kxIsComplex(target.get()) == kxIsComplex(rhs.get())) {
         if (tc == kxClassID::Object && kxGetClassName(target.get()) != kxGetClassName(rhs.get()))
             langError("AssignClass", kxGetClassName(rhs.get()), kxGetClassName(target.get()));
+        if (tc == kxClassID::Struct) requireSameFields(target.get(), rhs.get());
         return;
     }
     if (kxIsEmpty(target.get()) && tc == kxClassID::Double) {
@@ -87,7 +90,45 @@ void unifyClasses(Value& target, Value& rhs) {
     langError("AssignClass", kxGetClassName(rhs.get()), kxGetClassName(target.get()));
 }
 
+// How many elements the indices select in `a` (null: a fresh value, no extent yet).
+kxSize selectedCount(const kxArray* a, const IndexList& indices) {
+    kxSize m = a ? kxGetM(a) : 0, n = a ? kxGetN(a) : 0;
+    if (indices.size() == 1) return positions(indices[0], m * n).size();
+    kxSize count = 1;
+    for (std::size_t d = 0; d < indices.size(); ++d)
+        count *= positions(indices[d], d == 0 ? m : d == 1 ? n : 1).size();
+    return count;
+}
+
 }  // namespace
+
+bool withinBounds(const kxArray* a, const IndexList& indices) {
+    if (indices.size() == 1) {
+        kxSize numel = kxGetNumberOfElements(a);
+        return maxPlusOne(positions(indices[0], numel)) <= numel;
+    }
+    for (std::size_t d = 0; d < indices.size(); ++d) {
+        kxSize extent = d == 0 ? kxGetM(a) : d == 1 ? kxGetN(a) : 1;
+        if (maxPlusOne(positions(indices[d], extent)) > extent) return false;
+    }
+    return true;
+}
+
+Value braceValue(const kxArray* c, const IndexList& indices) {
+    if (!kxIsCell(c)) langError("BraceNotCell", kxGetClassName(c));
+    Value part = indexValue(c, indices);
+    kxSize count = kxGetNumberOfElements(part.get());
+    if (count != 1) langError("BraceMultiple", static_cast<long long>(count));
+    return cellElement(part.get(), 0);
+}
+
+Value assignBrace(const kxArray* c, const IndexList& indices, const kxArray* v) {
+    if (c && !kxIsCell(c) && !isPlainEmpty(c)) langError("BraceNotCell", kxGetClassName(c));
+    kxSize count = selectedCount(c, indices);
+    if (count != 1) langError("BraceMultiple", static_cast<long long>(count));
+    Value wrapped = wrapInCell(v);
+    return assignIndex(c, indices, wrapped.get());
+}
 
 Value indexValue(const kxArray* a, const IndexList& indices) {
     kxSize m = kxGetM(a), n = kxGetN(a), numel = kxGetNumberOfElements(a);

@@ -105,7 +105,7 @@ class Lexer {
         char c = fSrc[fPos];
         char next = fPos + 1 < fSrc.size() ? fSrc[fPos + 1] : '\0';
         bool startsValue = isIdentStart(c) || std::isdigit(static_cast<unsigned char>(c)) ||
-                           c == '"' || c == '\'' || c == '(' || c == '[' || c == '@' ||
+                           c == '"' || c == '\'' || c == '(' || c == '[' || c == '{' || c == '@' ||
                            ((c == '!' || c == '~') && next != '=') ||
                            (c == '.' && std::isdigit(static_cast<unsigned char>(next))) ||
                            ((c == '+' || c == '-') && next != ' ' && next != '\t');

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <functional>
 
+#include "Containers.hpp"
 #include "kcos/Operations.hpp"
 
 namespace korvan::lang {
@@ -167,6 +168,9 @@ Value joinStrings(const kxArray* a, const kxArray* b) {
 }  // namespace
 
 Value binaryOp(std::string_view op, const kxArray* a, const kxArray* b) {
+    for (const kxArray* x : {a, b})
+        if (kxIsCell(x) || kxIsStruct(x))
+            langError("UnsupportedOperand", std::string(op), kxGetClassName(x));
     if (isComparison(op)) return compareValues(op, a, b);
     if (op == "+" && (kxIsStringArray(a) || kxIsStringArray(b))) return joinStrings(a, b);
     for (const kxArray* x : {a, b})
@@ -214,6 +218,7 @@ Value transpose(const kxArray* a) {
 }
 
 bool valuesEqual(const kxArray* a, const kxArray* b) {
+    if (kxIsCell(a) || kxIsCell(b) || kxIsStruct(a) || kxIsStruct(b)) return containersEqual(a, b);
     bool textA = kxIsStringArray(a) || kxIsChar(a), textB = kxIsStringArray(b) || kxIsChar(b);
     if ((kxIsStringArray(a) || kxIsStringArray(b)) && textA && textB) {
         // A char row and a string compare as texts.

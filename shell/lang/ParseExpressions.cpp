@@ -1,5 +1,5 @@
 // Expression rules of the parser. Precedence, lowest first: || && | & comparisons : + -
-// * / .* ./ unary (+ - !) ^ .^ postfix (indexing, fields, transpose).
+// * / .* ./ unary (+ - !) ^ .^ postfix (indexing x(i) and x{i}, fields, transpose).
 #include "ParserImpl.hpp"
 
 namespace korvan::lang::detail {
@@ -87,28 +87,33 @@ ExprPtr Parser::power() {
     return base;
 }
 
+void Parser::indexArguments(Expr& call, std::string_view close) {
+    ++fIndexDepth;
+    while (!isOp(close)) {
+        if (isOp(":") && (peek(1).fKind == TK::Comma || isOp(close, 1))) {
+            next();
+            call.fArgs.push_back(node(Expr::Kind::Colon, peek().fLine));
+        } else {
+            call.fArgs.push_back(expression());
+        }
+        if (at(TK::Comma))
+            next();
+        else if (!isOp(close))
+            fail("'" + std::string(close) + "'");
+    }
+    --fIndexDepth;
+    next();
+}
+
 ExprPtr Parser::postfix() {
     ExprPtr e = primary();
     for (;;) {
-        if (isOp("(")) {
+        if (isOp("(") || isOp("{")) {
+            bool brace = isOp("{");
             next();
-            auto call = node(Expr::Kind::Index, e->fLine);
+            auto call = node(brace ? Expr::Kind::Brace : Expr::Kind::Index, e->fLine);
             call->fArgs.push_back(std::move(e));
-            ++fIndexDepth;
-            while (!isOp(")")) {
-                if (isOp(":") && (peek(1).fKind == TK::Comma || isOp(")", 1))) {
-                    next();
-                    call->fArgs.push_back(node(Expr::Kind::Colon, peek().fLine));
-                } else {
-                    call->fArgs.push_back(expression());
-                }
-                if (at(TK::Comma))
-                    next();
-                else if (!isOp(")"))
-                    fail("')'");
-            }
-            --fIndexDepth;
-            next();
+            indexArguments(*call, brace ? "}" : ")");
             e = std::move(call);
         } else if (isOp(".") && peek(1).fKind == TK::Ident) {
             next();
@@ -164,7 +169,8 @@ ExprPtr Parser::primary() {
                 expectOp(")");
                 return e;
             }
-            if (t.fText == "[") return matrix();
+            if (t.fText == "[") return matrix(Expr::Kind::Matrix, "]");
+            if (t.fText == "{") return matrix(Expr::Kind::Cell, "}");
             break;
         default:
             break;
@@ -172,12 +178,12 @@ ExprPtr Parser::primary() {
     fail("a value");
 }
 
-ExprPtr Parser::matrix() {
-    auto e = node(Expr::Kind::Matrix, peek().fLine);
+ExprPtr Parser::matrix(Expr::Kind kind, std::string_view close) {
+    auto e = node(kind, peek().fLine);
     next();
     std::vector<ExprPtr> row;
     for (;;) {
-        if (isOp("]")) break;
+        if (isOp(close)) break;
         if (at(TK::Comma)) {
             next();
             continue;

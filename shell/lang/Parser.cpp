@@ -126,8 +126,8 @@ bool Parser::isMultiAssign() const {
         const Token& t = fTokens[i];
         if (t.fKind == TK::Newline || t.fKind == TK::End) return false;
         if (t.fKind != TK::Op) continue;
-        if (t.fText == "[" || t.fText == "(") ++depth;
-        if (t.fText == "]" || t.fText == ")") {
+        if (t.fText == "[" || t.fText == "(" || t.fText == "{") ++depth;
+        if (t.fText == "]" || t.fText == ")" || t.fText == "}") {
             if (--depth == 0)
                 return i + 1 < fTokens.size() && fTokens[i + 1].fKind == TK::Op &&
                        fTokens[i + 1].fText == "=";

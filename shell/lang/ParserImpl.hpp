@@ -129,7 +129,11 @@ class Parser {
 
     ExprPtr primary();
 
-    ExprPtr matrix();
+    // [a, b; c] or {a, b; c}: rows of elements up to the closing bracket.
+    ExprPtr matrix(Expr::Kind kind, std::string_view close);
+
+    // The arguments of x(...) or x{...} up to `close`, appended to call->fArgs.
+    void indexArguments(Expr& call, std::string_view close);
 
     // Deeper text is refused, so that neither the parser nor the evaluator runs out of stack:
     // each statement, expression and prefix operator inside another counts one level.

@@ -62,6 +62,14 @@ Value makeLike(const kxArray* a, kxSize m, kxSize n) {
             return Value(kxCreateStringMatrix(m, n));
         case kxClassID::Object:
             return Value(kxCreateObjectMatrix(m, n, kxGetClassName(a)));
+        case kxClassID::Cell:
+            return Value(kxCreateCellMatrix(m, n));
+        case kxClassID::Struct: {
+            std::vector<std::string> names;
+            for (kxSize f = 0; f < kxGetNumberOfFields(a); ++f)
+                names.push_back(kxGetFieldNameByNumber(a, f));
+            return Value(kxCreateStructMatrix(m, n, names));
+        }
         default:
             return Value(kxCreateNumericMatrix(
                 m, n, cls, kxIsComplex(a) ? kxComplexity::Complex : kxComplexity::Real));
@@ -75,6 +83,15 @@ void copyElement(kxArray* dst, kxSize di, const kxArray* src, kxSize si) {
             return;
         case kxClassID::Object:
             kxSetObject(dst, di, kxGetObject(src, si));
+            return;
+        case kxClassID::Cell:
+            kxSetCell(dst, di, kxShareArray(const_cast<kxArray*>(kxGetCell(src, si))));
+            return;
+        case kxClassID::Struct:
+            // By name: the two structs hold the same fields, perhaps in another order.
+            for (kxSize f = 0; f < kxGetNumberOfFields(src); ++f)
+                kxSetField(dst, di, kxGetFieldNameByNumber(src, f),
+                           kxShareArray(const_cast<kxArray*>(kxGetFieldByNumber(src, si, f))));
             return;
         default: {
             std::size_t size = kxGetElementSize(src);

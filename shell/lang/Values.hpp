@@ -39,7 +39,8 @@ bool isTrue(const kxArray* a);
 
 /// An m-by-n array of a's class (and complexity), elements zero / "" / unset.
 Value makeLike(const kxArray* a, kxSize m, kxSize n);
-/// dst[di] = src[si]; both arrays of the same class (and complexity).
+/// dst[di] = src[si]; both arrays of the same class (and complexity). Cell and struct
+/// elements are copied as shared handles; struct fields go by name.
 void copyElement(kxArray* dst, kxSize di, const kxArray* src, kxSize si);
 /// Element i as a complex number (numeric, logical, char).
 std::complex<double> complexAt(const kxArray* a, kxSize i);

@@ -97,6 +97,8 @@ TEST(ContainerArrays, MisuseIsRefusedAndTheGivenValueStillReleased) {
     EXPECT_THROW(kxSetFieldByNumber(s.get(), 0, 1, kxShareArray(value.get())), std::out_of_range);
     EXPECT_THROW(kxSetField(s.get(), 0, "not valid", kxShareArray(value.get())),
                  std::invalid_argument);
+    EXPECT_THROW(kxSetField(s.get(), 1, "b", kxShareArray(value.get())), std::out_of_range);
+    EXPECT_EQ(kxGetNumberOfFields(s.get()), 1u);      // the refused element added no field
     EXPECT_EQ(kxGetReferenceCount(value.get()), 1u);  // every refused value was released
     EXPECT_THROW(kxGetCell(s.get(), 0), std::invalid_argument);
     EXPECT_THROW(kxGetFieldByNumber(cell.get(), 0, 0), std::invalid_argument);

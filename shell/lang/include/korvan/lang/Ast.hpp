@@ -29,7 +29,9 @@ struct Expr {
         Transpose,  // fArgs[0]'
         Range,      // fArgs: start, [step,] stop
         Matrix,     // fRows of elements
+        Cell,       // {fRows of elements}: each element becomes one cell
         Index,      // fArgs[0](fArgs[1..])
+        Brace,      // fArgs[0]{fArgs[1..]}: one element of a cell array
         Field,      // fArgs[0].fText
     };
     Kind fKind;

@@ -5,6 +5,12 @@
 //       1     2
 //   s = remote            enumeration members by member name
 //   d = 05-Jan-2026 ...   datetimes and durations as their text
+//   s =                   a 1-by-1 struct: one line per field, names right-aligned;
+//     struct with fields:   a struct array: its size and field names
+//       a: 1
+//   c =                   a cell: its size, then one line per row, each element in braces,
+//     1x2 cell array        containers and matrices by size and class
+//       {[1]}    {'a'}
 //   c =                   other objects: the class name, then one line per property in
 //     pkg.Class with properties:   the class's order, names right-aligned
 //         Port: 8080
