@@ -211,8 +211,7 @@ TEST_F(FunctionWorkers, AWorkerThatDiesFailsOnlyItsCallAndIsReplaced) {
         std::function<Answer()> fRun;
         const char* fIdentifier;
     };
-    const std::vector<Case> cases = {
-        {"stack overflow", [&] { return call("lab/deep", "[1]"); }, errorid::kWorkerCrashed},
+    std::vector<Case> cases = {
         {"killed with SIGKILL",
          [&] {
              auto running = std::async(std::launch::async, [&] { return call("lab/nap", "[5]"); });
@@ -224,6 +223,12 @@ TEST_F(FunctionWorkers, AWorkerThatDiesFailsOnlyItsCallAndIsReplaced) {
         // Beyond the worker's memory limit: the host's error, which a function can catch.
         {"out of memory", [&] { return call("lab/hog", "[]"); }, kBeyondTheLimit},
     };
+#if !defined(__SANITIZE_THREAD__)
+    // Under the thread sanitizer a worker recurses too slowly to overflow its stack within the
+    // call's time-out.
+    cases.insert(cases.begin(), Case{"stack overflow", [&] { return call("lab/deep", "[1]"); },
+                                     errorid::kWorkerCrashed});
+#endif
     for (const auto& c : cases) {
         SCOPED_TRACE(c.fName);
         const Answer failed = c.fRun();
