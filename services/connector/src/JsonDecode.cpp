@@ -186,32 +186,7 @@ void fillIntegers(kxArray* array, const Grid& grid) {
 kx::ArrayPtr integersOf(kxClassID id, const Value& data) {
     const Grid grid = gridOf(data);
     kx::ArrayPtr array(kxCreateNumericMatrix(grid.fRows, grid.fColumns, id));
-    switch (id) {
-        case kxClassID::Int8:
-            fillIntegers<std::int8_t>(array.get(), grid);
-            break;
-        case kxClassID::UInt8:
-            fillIntegers<std::uint8_t>(array.get(), grid);
-            break;
-        case kxClassID::Int16:
-            fillIntegers<std::int16_t>(array.get(), grid);
-            break;
-        case kxClassID::UInt16:
-            fillIntegers<std::uint16_t>(array.get(), grid);
-            break;
-        case kxClassID::Int32:
-            fillIntegers<std::int32_t>(array.get(), grid);
-            break;
-        case kxClassID::UInt32:
-            fillIntegers<std::uint32_t>(array.get(), grid);
-            break;
-        case kxClassID::Int64:
-            fillIntegers<std::int64_t>(array.get(), grid);
-            break;
-        default:
-            fillIntegers<std::uint64_t>(array.get(), grid);
-            break;
-    }
+    detail::withIntegerType(id, [&](auto t) { fillIntegers<decltype(t)>(array.get(), grid); });
     return array;
 }
 

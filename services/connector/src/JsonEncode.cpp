@@ -91,33 +91,8 @@ Value integerData(const kxArray* array, kxSize m, kxSize n) {
 }
 
 Value integersToJson(const kxArray* array, const detail::IntegerType& type, kxSize m, kxSize n) {
-    Value data;
-    switch (type.fClass) {
-        case kxClassID::Int8:
-            data = integerData<std::int8_t>(array, m, n);
-            break;
-        case kxClassID::UInt8:
-            data = integerData<std::uint8_t>(array, m, n);
-            break;
-        case kxClassID::Int16:
-            data = integerData<std::int16_t>(array, m, n);
-            break;
-        case kxClassID::UInt16:
-            data = integerData<std::uint16_t>(array, m, n);
-            break;
-        case kxClassID::Int32:
-            data = integerData<std::int32_t>(array, m, n);
-            break;
-        case kxClassID::UInt32:
-            data = integerData<std::uint32_t>(array, m, n);
-            break;
-        case kxClassID::Int64:
-            data = integerData<std::int64_t>(array, m, n);
-            break;
-        default:
-            data = integerData<std::uint64_t>(array, m, n);
-            break;
-    }
+    Value data = detail::withIntegerType(
+        type.fClass, [&](auto t) { return integerData<decltype(t)>(array, m, n); });
     return envelope(type.fName, std::move(data));
 }
 

@@ -4,6 +4,7 @@
 // else.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 #include "foundation/json/Value.hpp"
@@ -22,6 +23,29 @@ struct IntegerType {
 };
 const IntegerType* integerTypeByName(std::string_view name);
 const IntegerType* integerTypeByClass(kxClassID id);
+
+/// Calls `f(T{})` with the C++ type of an integer class (uint64 for any other class).
+template <class F>
+decltype(auto) withIntegerType(kxClassID id, F&& f) {
+    switch (id) {
+        case kxClassID::Int8:
+            return f(std::int8_t{});
+        case kxClassID::UInt8:
+            return f(std::uint8_t{});
+        case kxClassID::Int16:
+            return f(std::int16_t{});
+        case kxClassID::UInt16:
+            return f(std::uint16_t{});
+        case kxClassID::Int32:
+            return f(std::int32_t{});
+        case kxClassID::UInt32:
+            return f(std::uint32_t{});
+        case kxClassID::Int64:
+            return f(std::int64_t{});
+        default:
+            return f(std::uint64_t{});
+    }
+}
 
 /// The "zxtype" of an object, empty for an object without one (or for any other value).
 std::string_view envelopeType(const foundation::json::Value& value);
