@@ -15,6 +15,7 @@ cases=(
   "bench-http|--bogus;a b"
   "fuzz|--bogus;1 2"
   "test|--bogus;-L host --no-such-option"
+  "coverage|--bogus;-L host --no-such-option"
   "check|--bogus"
   "probe-https|--bogus"
 )
