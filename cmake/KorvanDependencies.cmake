@@ -14,7 +14,8 @@ else()
   set(KORVAN_REAL_CPPMICROSERVICES OFF)
 endif()
 
-if(KORVAN_BUILD_TESTS)
+# The benchmarks share the tests' support library (tests/support), which uses GoogleTest.
+if(KORVAN_BUILD_TESTS OR KORVAN_BUILD_BENCHMARKS)
   find_package(GTest REQUIRED)
 endif()
 if(KORVAN_BUILD_BENCHMARKS)

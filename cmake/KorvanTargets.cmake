@@ -40,15 +40,3 @@ function(korvan_host_area name)
   set_property(GLOBAL APPEND PROPERTY KORVAN_HOST_AREAS korvanhost_${name})
   set_property(GLOBAL APPEND PROPERTY KORVAN_HOST_DEPS ${ARG_DEPS})
 endfunction()
-
-# Adds every sub-folder of the current folder that has a CMakeLists.txt, in name order.
-macro(korvan_add_subfolders)
-  file(GLOB _korvan_children LIST_DIRECTORIES true RELATIVE ${CMAKE_CURRENT_SOURCE_DIR}
-       ${CMAKE_CURRENT_SOURCE_DIR}/*)
-  list(SORT _korvan_children)
-  foreach(_korvan_child ${_korvan_children})
-    if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${_korvan_child}/CMakeLists.txt)
-      add_subdirectory(${_korvan_child})
-    endif()
-  endforeach()
-endmacro()

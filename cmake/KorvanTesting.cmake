@@ -2,7 +2,7 @@ include(GoogleTest)
 
 # korvan_gtest(NAME LABEL label SOURCES ... LIBS ...): one GoogleTest executable whose cases
 # are registered with ctest under the given label (host, registry, module, services, shell,
-# e2e, stress, fuzz).
+# e2e, stress, fuzz), linked with the tests' support library (tests/support).
 function(korvan_gtest name)
   cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;LIBS" ${ARGN})
   if(NOT ARG_LABEL)
@@ -12,7 +12,8 @@ function(korvan_gtest name)
     set(ARG_TIMEOUT 120)
   endif()
   add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main Threads::Threads)
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} korvan_test_support GTest::gmock GTest::gtest_main
+    Threads::Threads)
   korvan_warnings(${name})
   gtest_discover_tests(${name}
     PROPERTIES LABELS ${ARG_LABEL} TIMEOUT ${ARG_TIMEOUT}

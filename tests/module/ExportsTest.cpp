@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include "harness/ModuleHarness.hpp"
+#include "ModuleHarness.hpp"
 #include "kx/kxArray.hpp"
 
 namespace modtest {

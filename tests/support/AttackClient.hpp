@@ -7,7 +7,7 @@
 // Threads: one io_context per connection, run by its own thread; the test thread waits on
 // futures. Not shared between threads.
 // Ownership: a Connection owns its io_context, TLS context and stream (behind Impl, compiled
-// once in the https_test_support library).
+// once in the korvan_test_support library).
 #pragma once
 
 #include <openssl/tls1.h>  // the TLS version numbers of the options

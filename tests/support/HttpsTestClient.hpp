@@ -1,7 +1,7 @@
 // A small HTTPS client for the tests: verifies the server's certificate against a given file
 // and the host name "localhost", sends one request per connection, and bounds every step with a
 // time-out (a step that does not finish in time fails the request, it never hangs the test).
-// Compiled once in the https_test_support library (see SessionHttps.hpp).
+// Compiled once in the korvan_test_support library (see SessionHttps.hpp).
 #pragma once
 
 #include <openssl/tls1.h>  // the TLS version numbers of the options

@@ -3,7 +3,7 @@
 // connector's certificate file and the host name "localhost". Every step is bounded by a
 // time-out, so a server that does not answer fails the request instead of hanging the test.
 // Also: a free loopback port, and the machine's non-loopback IPv4 addresses.
-// Compiled once in the https_test_support library, so that the TLS client's templates are not
+// Compiled once in the korvan_test_support library, so that the TLS client's templates are not
 // instantiated again in every test that uses it.
 #pragma once
 
