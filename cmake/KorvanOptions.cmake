@@ -32,6 +32,7 @@ endif()
 # Line coverage for scripts/coverage: gcov counters in every target, counted by gcovr.
 option(KORVAN_COVERAGE "Instrument the tree for line coverage (gcc --coverage)" OFF)
 if(KORVAN_COVERAGE)
-  add_compile_options(--coverage)
+  # Atomic counters: the tests run many threads, and racing counters come out negative.
+  add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
 endif()
