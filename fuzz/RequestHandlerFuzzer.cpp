@@ -1,8 +1,8 @@
 // Fuzzes the REST interface as a pure function. The input is the raw bytes of an HTTP/1.1
 // request: Beast's request parser reads it as a session does (same body limit rule), and a
-// parsed request goes to handleRequest. The catalogue has one service "demo" with one function
-// "echo", a plain C++ function that hands its inputs back as its outputs, so a call runs the
-// whole argument path (JSON body, argument decoding into host arrays, results back to JSON)
+// parsed request is routed and answered (respondNow). The catalogue has one service "demo" with one
+// function "echo", a plain C++ function that hands its inputs back as its outputs, so a call runs
+// the whole argument path (JSON body, argument decoding into host arrays, results back to JSON)
 // without running any host code. The token is fixed and valid for a day from a fixed instant.
 //
 // Checks on every parsed request:
@@ -21,6 +21,7 @@
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/parser.hpp>
 
+#include "Invokers.hpp"
 #include "foundation/json/Parser.hpp"
 #include "korvan/host/Functions.hpp"
 #include "korvan/services/connector/AccessToken.hpp"
@@ -44,9 +45,9 @@ const AccessToken::Clock::time_point kNow{std::chrono::hours(24 * 20000)};
     std::abort();
 }
 
-/// Runs calls on the calling thread: the fuzzer has no interpreter, and the echo function
-/// needs none.
-struct DirectInvoker final : FunctionInvoker {
+/// Runs calls on the calling thread (a double not owned by a shared_ptr answers in place): the
+/// fuzzer has no interpreter, and the echo function needs none.
+struct DirectInvoker final : test::BlockingInvoker {
     CallOutcome invoke(korvan::host::Function function, json::Value args, int nargout) override {
         return runFunctionCall(function, args, nargout);
     }
@@ -132,7 +133,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (ec || !parser.is_done()) return 0;
 
     const Request& request = parser.get();
-    const Response response = handleRequest(request, fixture.context());
+    const Response response = test::respondNow(request, fixture.context());
     checkResponse(request, response, input);
     return 0;
 }

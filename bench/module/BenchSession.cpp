@@ -2,17 +2,16 @@
 
 #include <stdexcept>
 
+#include "Invokers.hpp"
 #include "SessionHttps.hpp"
 #include "TempFolder.hpp"
 #include "foundation/cppmicroservices/Framework.hpp"
 #include "korvan/host/Functions.hpp"
 #include "korvan/host/ModuleLoader.hpp"
 #include "korvan/host/UserCode.hpp"
-#include "korvan/services/client/ConnectorClient.hpp"
+#include "korvan/services/ServiceSide.hpp"
 #include "korvan/services/connector/FunctionInvoker.hpp"
 #include "korvan/services/connector/FunctionServiceCatalog.hpp"
-#include "korvan/services/servicehost/HostedConnector.hpp"
-#include "korvan/services/servicehost/ServiceHost.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 #include "kx/kxUtf.hpp"
 
@@ -28,12 +27,9 @@ struct BenchSession::Services {
         std::make_shared<services::settings::SettingsStore>(fFolder.path());
     std::shared_ptr<connector::HostFunctionCatalog> fCatalog =
         std::make_shared<connector::HostFunctionCatalog>();
-    std::shared_ptr<connector::InterpreterInvoker> fInvoker;
-    std::shared_ptr<servicehost::ServiceHost> fHost;
-    std::unique_ptr<services::client::ConnectorClientBundle> fClientBundle;
+    std::unique_ptr<services::ServiceSide> fSide;
 
-    explicit Services(const std::shared_ptr<xvm::XVM>& vm)
-        : fInvoker(std::make_shared<connector::InterpreterInvoker>(vm, 10s)) {
+    explicit Services(const std::shared_ptr<xvm::XVM>& vm) {
         korvan::host::registerFunction("benchPlus",
                                        [](int, kxArray** plhs, int nrhs, const kxArray** prhs) {
                                            double sum = 0;
@@ -42,21 +38,18 @@ struct BenchSession::Services {
                                            plhs[0] = kxCreateDoubleScalar(sum);
                                        });
         fCatalog->expose("math", "plus", "benchPlus");
-        auto context = foundation::cppmicroservices::getFramework().GetBundleContext();
-        servicehost::ServiceHostOptions options;
-        options.fContext = context;
+        services::ServiceSideOptions options;
         options.fSettings = fSettings;
-        options.fFactory = [settings = fSettings, catalog = fCatalog, invoker = fInvoker] {
-            return std::make_shared<servicehost::HostedConnector>(settings, catalog, invoker);
+        options.fCatalog = fCatalog;
+        options.fInvoker = [vm] {
+            return std::make_shared<connector::test::InterpreterInvoker>(vm, 10s);
         };
-        fHost = std::make_shared<servicehost::ServiceHost>(std::move(options));
-        fHost->start();
-        fClientBundle = std::make_unique<services::client::ConnectorClientBundle>(context);
+        fSide = std::make_unique<services::ServiceSide>(std::move(options));
+        fSide->startHost();
+        fSide->openClient();
     }
     ~Services() {
-        fHost->stop();
-        fClientBundle.reset();
-        fHost.reset();
+        fSide.reset();
         korvan::host::unregisterFunction("benchPlus");
     }
 };
@@ -103,7 +96,7 @@ BenchSession::BenchSession() : fThread(std::make_unique<korvan::host::Interprete
 }
 
 services::servicehost::ServiceHost& BenchSession::host() {
-    return *fServices->fHost;
+    return *fServices->fSide->host();
 }
 
 void BenchSession::shutdown() {

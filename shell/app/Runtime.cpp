@@ -8,18 +8,12 @@
 
 #include <boost/json.hpp>
 
-#include <cppmicroservices/BundleContext.h>
-#include <cppmicroservices/Framework.h>
-
-#include "foundation/cppmicroservices/Framework.hpp"
 #include "korvan/host/Catalogue.hpp"
 #include "korvan/host/ModuleLoader.hpp"
-#include "korvan/services/client/ConnectorClient.hpp"
+#include "korvan/services/ServiceSide.hpp"
 #include "korvan/services/connector/LogFiles.hpp"
 #include "korvan/services/connector/ServerSettings.hpp"
 #include "korvan/services/connector/WorkerInvoker.hpp"
-#include "korvan/services/servicehost/HostedConnector.hpp"
-#include "korvan/services/servicehost/ServiceHost.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 #include "korvan/shell/ConnectorFunctions.hpp"
 #include "korvan/shell/FolderFunctionCatalog.hpp"
@@ -29,7 +23,6 @@ namespace korvan::shell {
 namespace {
 
 namespace fs = std::filesystem;
-namespace servicehost = korvan::services::servicehost;
 namespace connector = korvan::services::connector;
 
 // The host's modules: library file and the built-ins it provides, in load order.
@@ -88,8 +81,7 @@ struct Runtime::Impl {
     fs::path fSettingsFolder;
     std::shared_ptr<korvan::services::settings::SettingsStore> fSettings;
     std::shared_ptr<FolderFunctionCatalog> fCatalog;
-    std::shared_ptr<servicehost::ServiceHost> fServiceHost;
-    std::unique_ptr<korvan::services::client::ConnectorClientBundle> fClientBundle;
+    std::unique_ptr<korvan::services::ServiceSide> fServices;
     bool fModulesLoaded = false;
 };
 
@@ -124,45 +116,43 @@ void Runtime::Impl::startSettings() {
 }
 
 void Runtime::Impl::startServices(const fs::path& executable) {
-    auto context = foundation::cppmicroservices::getFramework().GetBundleContext();
+    korvan::services::ServiceSideOptions options;
+    if (fSettings) {
+        fCatalog = std::make_shared<FolderFunctionCatalog>(fSettings->servicesFolder());
+        connector::WorkerInvokerOptions workers;
+        workers.fCatalog = fCatalog;
+        workers.fExecutable = executable;
+        workers.fServicesFolder = fSettings->servicesFolder();
+        workers.fGlobalSettings = fSettings->folder() / "rest" / connector::kWorkerSettingsFile;
+        options.fSettings = fSettings;
+        options.fCatalog = fCatalog;
+        // Each connector instance (a flip makes a new one) gets pools of its own, so the
+        // instance going down never ends the workers of the one coming up.
+        options.fInvoker = [workers] {
+            return std::make_shared<connector::WorkerInvoker>(workers);
+        };
+        options.fTuning.fServerSettingsFile =
+            fSettings->folder() / "rest" / connector::kServerSettingsFile;
+        // The page to try functions is installed next to the message catalogues.
+        options.fTuning.fDocsFolder =
+            korvan::host::MessageCatalogue::defaultFolder().parent_path() / "docs-ui";
+    }
+    fServices = std::make_unique<korvan::services::ServiceSide>(std::move(options));
     if (fSettings) {
         try {
-            fCatalog = std::make_shared<FolderFunctionCatalog>(fSettings->servicesFolder());
-            connector::WorkerInvokerOptions workers;
-            workers.fCatalog = fCatalog;
-            workers.fExecutable = executable;
-            workers.fServicesFolder = fSettings->servicesFolder();
-            workers.fGlobalSettings = fSettings->folder() / "rest" / connector::kWorkerSettingsFile;
-            // Each connector instance (a flip makes a new one) gets pools of its own, so the
-            // instance going down never ends the workers of the one coming up.
-            servicehost::ServiceHostOptions options;
-            options.fContext = context;
-            options.fSettings = fSettings;
-            // The page to try functions is installed next to the message catalogues.
-            connector::Config tuning;
-            tuning.fServerSettingsFile =
-                fSettings->folder() / "rest" / connector::kServerSettingsFile;
-            tuning.fDocsFolder =
-                korvan::host::MessageCatalogue::defaultFolder().parent_path() / "docs-ui";
-            options.fFactory = [settings = fSettings, catalog = fCatalog, workers, tuning] {
-                return std::make_shared<servicehost::HostedConnector>(
-                    settings, catalog, std::make_shared<connector::WorkerInvoker>(workers), tuning);
-            };
-            fServiceHost = std::make_shared<servicehost::ServiceHost>(std::move(options));
-            fServiceHost->start();
+            fServices->startHost();
         } catch (const std::exception& e) {
             warn(std::string("the connector service could not start: ") + e.what());
-            fServiceHost.reset();
         }
     }
     try {
-        fClientBundle = std::make_unique<korvan::services::client::ConnectorClientBundle>(context);
+        fServices->openClient();
     } catch (const std::exception& e) {
         warn(std::string("the connector client could not start: ") + e.what());
     }
     // Without a service host the functions still exist and say that it is missing; they
     // hold it weakly, so they say the same once it has gone at exit.
-    registerConnectorFunctions(fServiceHost);
+    registerConnectorFunctions(fServices->host());
 }
 
 void Runtime::Impl::loadModules(const fs::path& executable) {
@@ -196,15 +186,9 @@ void Runtime::Impl::stop() noexcept {
     // Work still queued for the interpreter (a restart after a flip) is not run: it fails
     // with "Stopped" when the interpreter goes.
     if (fModulesLoaded) korvan::host::unloadAllModules();
-    fClientBundle.reset();
-    if (fServiceHost) {
-        try {
-            fServiceHost->stop();  // unregisters; the connector's HTTPS server stops
-        } catch (const std::exception& e) {
-            warn(e.what());
-        }
-        fServiceHost.reset();
-    }
+    // The client goes, then the host unregisters and the connector's HTTPS server stops.
+    if (fServices) fServices->stop([this](const std::string& problem) { warn(problem); });
+    fServices.reset();
     fCatalog.reset();
     fSettings.reset();
 }
@@ -226,7 +210,8 @@ const fs::path& Runtime::settingsFolder() const {
 }
 
 std::string Runtime::runningConnectorAddress() const {
-    auto service = fImpl->fServiceHost ? fImpl->fServiceHost->current() : nullptr;
+    const auto& host = fImpl->fServices ? fImpl->fServices->host() : nullptr;
+    auto service = host ? host->current() : nullptr;
     if (!service) return {};
     try {
         namespace op = rest::kv::connectorservice::op;

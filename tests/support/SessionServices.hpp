@@ -1,64 +1,59 @@
-// The real service side of a person's session, in the host's framework: a settings store on a
-// temporary folder, a catalogue of host functions, an invoker on the module harness's
-// interpreter, a service host whose hosted connectors get `tuning`, and the connector client
-// bundle. Torn down in reverse order. Shared by the session, attack and fault tests.
+// The real service side of a person's session, in the host's framework (ServiceSide, as the
+// korvan command sets it up): a settings store on a temporary folder, a catalogue of host
+// functions, invokers on the module harness's interpreter, a service host whose hosted
+// connectors get `tuning`, and the connector client bundle. Shared by the session, stress and
+// fault tests.
 //
 // Start it before the module's first use: the module looks for the update-flip service once.
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <utility>
 
+#include "Invokers.hpp"
 #include "ModuleHarness.hpp"
 #include "TempFolder.hpp"
-#include "foundation/cppmicroservices/Framework.hpp"
-#include "korvan/services/client/ConnectorClient.hpp"
-#include "korvan/services/connector/ConnectorService.hpp"
-#include "korvan/services/connector/FunctionInvoker.hpp"
-#include "korvan/services/connector/FunctionServiceCatalog.hpp"
-#include "korvan/services/servicehost/HostedConnector.hpp"
-#include "korvan/services/servicehost/ServiceHost.hpp"
-#include "korvan/services/settings/SettingsStore.hpp"
+#include "korvan/services/ServiceSide.hpp"
 
 namespace korvan::session::test {
 
 struct SessionServices {
+    using Wrap = std::function<std::shared_ptr<korvan::services::servicehost::HostedService>(
+        std::shared_ptr<korvan::services::servicehost::HostedConnector>)>;
+
     korvan::services::connector::test::TempFolder fFolder;
     std::shared_ptr<korvan::services::settings::SettingsStore> fSettings =
         std::make_shared<korvan::services::settings::SettingsStore>(fFolder.path());
     std::shared_ptr<korvan::services::connector::HostFunctionCatalog> fCatalog =
         std::make_shared<korvan::services::connector::HostFunctionCatalog>();
-    std::shared_ptr<korvan::services::connector::InterpreterInvoker> fInvoker =
-        std::make_shared<korvan::services::connector::InterpreterInvoker>(
-            modtest::ModuleHarness::instance().vm(), std::chrono::seconds(10));
+    korvan::services::ServiceSide fSide;
+    /// The started host (the same object fSide owns; stopped with it).
     std::shared_ptr<korvan::services::servicehost::ServiceHost> fHost;
-    std::unique_ptr<korvan::services::client::ConnectorClientBundle> fClientBundle;
 
-    explicit SessionServices(korvan::services::connector::Config tuning = {}) {
-        namespace servicehost = korvan::services::servicehost;
-        servicehost::ServiceHostOptions options;
-        options.fContext = foundation::cppmicroservices::getFramework().GetBundleContext();
-        options.fSettings = fSettings;
-        options.fFactory = [settings = fSettings, catalog = fCatalog, invoker = fInvoker, tuning] {
-            return std::make_shared<servicehost::HostedConnector>(settings, catalog, invoker,
-                                                                  tuning);
-        };
-        fHost = std::make_shared<servicehost::ServiceHost>(std::move(options));
-        fHost->start();
-        openClient();
-    }
-    ~SessionServices() {
-        fHost->stop();
-        fClientBundle.reset();
-        fHost.reset();
+    explicit SessionServices(korvan::services::connector::Config tuning = {}, Wrap wrap = {})
+        : fSide(options(std::move(tuning), std::move(wrap))) {
+        fSide.startHost();
+        fSide.openClient();
+        fHost = fSide.host();
     }
     SessionServices(const SessionServices&) = delete;
     SessionServices& operator=(const SessionServices&) = delete;
 
-    void openClient() {
-        fClientBundle = std::make_unique<korvan::services::client::ConnectorClientBundle>(
-            foundation::cppmicroservices::getFramework().GetBundleContext());
+  private:
+    korvan::services::ServiceSideOptions options(korvan::services::connector::Config tuning,
+                                                 Wrap wrap) {
+        korvan::services::ServiceSideOptions options;
+        options.fSettings = fSettings;
+        options.fCatalog = fCatalog;
+        options.fInvoker = [] {
+            return std::make_shared<korvan::services::connector::test::InterpreterInvoker>(
+                modtest::ModuleHarness::instance().vm(), std::chrono::seconds(10));
+        };
+        options.fTuning = std::move(tuning);
+        options.fWrap = std::move(wrap);
+        return options;
     }
 };
 

@@ -330,21 +330,6 @@ Response callResponse(const Request& request, CallOutcome outcome) {
                   Reply{static_cast<http::status>(outcome.fStatus), std::move(outcome.fBody)});
 }
 
-Response handleRequest(const Request& request, const RequestContext& context) {
-    auto routed = routeRequest(request, context);
-    if (auto* response = std::get_if<Response>(&routed)) return std::move(*response);
-    auto& call = std::get<FunctionCall>(routed);
-    CallOutcome outcome;
-    try {
-        outcome = context.fInvoker.invoke(std::move(call.fFunction), std::move(call.fArgs),
-                                          call.fNargout);
-    } catch (const std::exception& e) {
-        // An invoker that fails unexpectedly: reported, never a dropped connection.
-        outcome = {500, errorBody(errorid::kFunctionError, e.what())};
-    }
-    return callResponse(request, std::move(outcome));
-}
-
 namespace {
 
 bool sameName(std::string_view a, std::string_view b) noexcept {

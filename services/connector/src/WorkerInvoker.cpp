@@ -67,8 +67,7 @@ std::shared_ptr<detail::WorkerPool> WorkerInvoker::makePool(boost::asio::io_cont
         const char* own = std::getenv("ASAN_OPTIONS");
         launch.fEnvironment.push_back(
             std::string("ASAN_OPTIONS=") + (own && *own ? std::string(own) + ":" : "") +
-            "max_allocation_size_mb=" +
-            std::to_string(settings.fMemoryLimitMiB));
+            "max_allocation_size_mb=" + std::to_string(settings.fMemoryLimitMiB));
     }
     launch.fOutput = log;
     return std::make_shared<detail::WorkerPool>(io, service, settings, std::move(launch));
@@ -150,11 +149,6 @@ std::shared_ptr<PendingCall> WorkerInvoker::start(FunctionCall call, CallComplet
         return std::make_shared<RefusedCall>();
     }
     return pool->start(std::move(call), std::move(done));
-}
-
-CallOutcome WorkerInvoker::invoke(korvan::host::Function, foundation::json::Value, int) {
-    // Without the service and function names there is nothing to run in a worker.
-    return unavailable("Function workers run calls routed by service and function name");
 }
 
 std::optional<foundation::json::Value> WorkerInvoker::describe(std::string_view service) const {

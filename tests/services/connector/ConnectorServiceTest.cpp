@@ -2,6 +2,7 @@
 // BaseUrl, refused changes.
 #include <gtest/gtest.h>
 
+#include "Invokers.hpp"
 #include "TempFolder.hpp"
 #include "korvan/services/connector/ConnectorService.hpp"
 #include "korvan/services/connector/Dates.hpp"
@@ -11,7 +12,7 @@ namespace {
 using namespace korvan::services::connector;
 using test::TempFolder;
 
-struct NoInvoker : FunctionInvoker {
+struct NoInvoker : test::BlockingInvoker {
     CallOutcome invoke(korvan::host::Function, foundation::json::Value, int) override {
         return {503, {}};
     }

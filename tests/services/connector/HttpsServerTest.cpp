@@ -11,6 +11,7 @@
 
 #include "AttackClient.hpp"
 #include "HttpsTestClient.hpp"
+#include "Invokers.hpp"
 #include "TempFolder.hpp"
 #include "korvan/host/InterpreterThread.hpp"
 #include "korvan/services/connector/ConnectorService.hpp"
@@ -57,7 +58,7 @@ class HttpsServerTest : public ::testing::Test {
         fCatalog = catalog;
         fService = std::make_unique<ConnectorService>(
             makeConfig(), fCatalog,
-            std::make_shared<InterpreterInvoker>(fInterpreter.getXVM(), 5s));
+            std::make_shared<test::InterpreterInvoker>(fInterpreter.getXVM(), 5s));
         fService->start();
     }
     void TearDown() override { fService.reset(); }
@@ -220,7 +221,7 @@ TEST_F(HttpsServerTest, StartFailuresSayWhy) {
     Config sameConfig = makeConfig();
     sameConfig.fPort = fService->port();
     ConnectorService second(sameConfig, fCatalog,
-                            std::make_shared<InterpreterInvoker>(fInterpreter.getXVM(), 5s));
+                            std::make_shared<test::InterpreterInvoker>(fInterpreter.getXVM(), 5s));
     try {
         second.start();
         ADD_FAILURE() << "a second server started on the same port";
@@ -234,7 +235,7 @@ TEST_F(HttpsServerTest, StartFailuresSayWhy) {
     const CertificateFiles files = generateCertificate(other.path(), {});
     Config freePort = makeConfig();
     ConnectorService third(freePort, fCatalog,
-                           std::make_shared<InterpreterInvoker>(fInterpreter.getXVM(), 5s));
+                           std::make_shared<test::InterpreterInvoker>(fInterpreter.getXVM(), 5s));
     third.changeCertificate(files.fPrivateKey, files.fCertificate, {});
     std::ofstream(files.fCertificate) << "spoiled\n";
     try {

@@ -10,6 +10,7 @@
 #include <boost/json/parse.hpp>
 
 #include "AttackClient.hpp"
+#include "Invokers.hpp"
 #include "TempFolder.hpp"
 #include "korvan/host/InterpreterThread.hpp"
 #include "korvan/services/connector/ConnectorService.hpp"
@@ -57,7 +58,7 @@ class HttpsStreamTest : public ::testing::Test {
         config.fStopTimeout = 2s;
         fService = std::make_unique<ConnectorService>(
             config, catalog,
-            std::make_shared<InterpreterInvoker>(fInterpreter.getXVM(), fCallTimeout));
+            std::make_shared<test::InterpreterInvoker>(fInterpreter.getXVM(), fCallTimeout));
         fService->start();
         fToken = fService->personalAccessToken();
     }

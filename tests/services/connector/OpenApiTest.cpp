@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "Invokers.hpp"
 #include "TempFolder.hpp"
 #include "foundation/json/Parser.hpp"
 #include "korvan/services/connector/AccessToken.hpp"
@@ -21,7 +22,7 @@ namespace http = boost::beast::http;
 namespace json = foundation::json;
 
 // GETs answer without calling anything.
-struct NoCalls final : FunctionInvoker {
+struct NoCalls final : test::BlockingInvoker {
     CallOutcome invoke(korvan::host::Function, json::Value, int) override {
         ADD_FAILURE() << "a GET made a call";
         return {};

@@ -4,6 +4,7 @@
 
 #include <fstream>
 
+#include "Invokers.hpp"
 #include "TempFolder.hpp"
 
 #include <atomic>
@@ -53,7 +54,7 @@ void registerTestFunctions() {
     (void)done;
 }
 
-struct DirectInvoker : FunctionInvoker {
+struct DirectInvoker : test::BlockingInvoker {
     std::atomic<int> fCalls{0};
     CallOutcome invoke(korvan::host::Function function, json::Value args, int nargout) override {
         ++fCalls;
@@ -85,7 +86,7 @@ class RequestHandlerTest : public ::testing::Test {
         request.prepare_payload();
         RequestContext context{fCatalog, fInvoker,
                                [this](std::string_view t) { return fToken.check(t, fNow); }};
-        return handleRequest(request, context);
+        return test::respondNow(request, context);
     }
 
     HostFunctionCatalog fCatalog;
@@ -113,7 +114,7 @@ TEST(DocsPageTest, FixedFilesWithoutTheTokenAndNothingElse) {
         RequestContext context{catalog, invoker,
                                [](std::string_view) { return AccessToken::Check::Wrong; },
                                std::move(docs)};
-        return handleRequest(request, context);
+        return test::respondNow(request, context);
     };
     const Response page = get("/v1/docs", folder.path());
     EXPECT_EQ(page.result_int(), 200);
@@ -252,149 +253,6 @@ TEST_F(RequestHandlerTest, BodiesOfSuccessfulRequests) {
     const json::Value boom =
         json::parse(send(http::verb::post, "/v1/services/math/boom", "{}").body());
     EXPECT_FALSE(boom["error"]["message"].asString().empty());
-}
-
-// Keeps `thread`'s interpreter busy until the returned flag is set (at most 5 s).
-std::shared_ptr<std::atomic<bool>> occupy(korvan::host::InterpreterThread& thread) {
-    auto release = std::make_shared<std::atomic<bool>>(false);
-    xvm::postTask(
-        thread.getXVM(),
-        [release] {
-            const auto until = std::chrono::steady_clock::now() + 5s;
-            while (!*release && std::chrono::steady_clock::now() < until)
-                std::this_thread::sleep_for(1ms);
-        },
-        "Test");
-    return release;
-}
-
-TEST(InterpreterInvokerTest, HostRefusalsBecome503) {
-    registerTestFunctions();
-    auto plus = *korvan::host::findFunction("handlerTestPlus");
-    // No interpreter at all.
-    InterpreterInvoker none(nullptr, 1s);
-    CallOutcome outcome = none.invoke(plus, json::parse("[1]"), 1);
-    EXPECT_EQ(outcome.fStatus, 503u);
-    EXPECT_EQ(outcome.fBody["error"]["identifier"].asString(), errorid::kUnavailable);
-
-    // An interpreter that is busy longer than the time-out.
-    korvan::host::InterpreterThread thread;
-    auto release = occupy(thread);
-    InterpreterInvoker busy(thread.getXVM(), 50ms);
-    outcome = busy.invoke(plus, json::parse("[1]"), 1);
-    *release = true;
-    EXPECT_EQ(outcome.fStatus, 503u);
-    EXPECT_EQ(outcome.fBody["error"]["identifier"].asString(), errorid::kTimedOut);
-
-    // Served: the function ran on the interpreter and its value came back.
-    InterpreterInvoker served(thread.getXVM(), 5s);
-    outcome = served.invoke(plus, json::parse("[1,2]"), 1);
-    EXPECT_EQ(outcome.fStatus, 200u);
-    EXPECT_EQ(writeJson(outcome.fBody), R"({"results":[3]})");
-}
-
-// What start() hands to its completion: how many times it was called and the last outcome.
-struct Settled {
-    std::mutex fLock;
-    std::condition_variable fChanged;
-    int fCount = 0;
-    CallOutcome fOutcome;
-    std::thread::id fThread;
-
-    CallCompletion completion() {
-        return [this](CallOutcome outcome) {
-            std::lock_guard lock(fLock);
-            ++fCount;
-            fOutcome = std::move(outcome);
-            fThread = std::this_thread::get_id();
-            fChanged.notify_all();
-        };
-    }
-    bool waitFor(int count) {
-        std::unique_lock lock(fLock);
-        return fChanged.wait_for(lock, 5s, [&] { return fCount >= count; });
-    }
-    std::string identifier() {
-        std::lock_guard lock(fLock);
-        return fOutcome.fBody["error"]["identifier"].asString();
-    }
-};
-
-TEST(InterpreterInvokerTest, StartSettlesEveryCallExactlyOnce) {
-    registerTestFunctions();
-    const auto plus = *korvan::host::findFunction("handlerTestPlus");
-    auto call = [&](const char* args) { return FunctionCall{plus, json::parse(args), 1, {}, {}}; };
-
-    // No interpreter: refused before start() returns.
-    {
-        Settled settled;
-        auto none = std::make_shared<InterpreterInvoker>(nullptr, 1s);
-        none->start(call("[1]"), settled.completion());
-        EXPECT_EQ(settled.fCount, 1);
-        EXPECT_EQ(settled.fOutcome.fStatus, 503u);
-        EXPECT_EQ(settled.identifier(), errorid::kUnavailable);
-    }
-
-    korvan::host::InterpreterThread thread;
-    auto invoker = std::make_shared<InterpreterInvoker>(thread.getXVM(), 5s);
-
-    // Served on the interpreter thread; a later expire() changes nothing.
-    {
-        Settled settled;
-        auto pending = invoker->start(call("[1,2]"), settled.completion());
-        EXPECT_EQ(pending->timeout(), 5s);
-        ASSERT_TRUE(settled.waitFor(1));
-        pending->expire();
-        EXPECT_EQ(settled.fCount, 1);
-        EXPECT_EQ(writeJson(settled.fOutcome.fBody), R"({"results":[3]})");
-        EXPECT_NE(settled.fThread, std::this_thread::get_id());
-    }
-
-    // Expired while it waits behind busy work: 503 at once, withdrawn, never run; the
-    // expiry's outcome is the only one even after the interpreter is free again.
-    {
-        auto release = occupy(thread);
-        auto ran = std::make_shared<std::atomic<bool>>(false);
-        korvan::host::Function marking = [ran](int, kxArray** plhs, int, const kxArray**) {
-            *ran = true;
-            plhs[0] = kxCreateDoubleScalar(1);
-        };
-        Settled settled;
-        auto pending = invoker->start(FunctionCall{marking, json::parse("[]"), 1, {}, {}},
-                                      settled.completion());
-        pending->expire();
-        EXPECT_EQ(settled.fCount, 1);
-        EXPECT_EQ(settled.fOutcome.fStatus, 503u);
-        EXPECT_EQ(settled.identifier(), errorid::kTimedOut);
-        *release = true;
-        // Whatever the interpreter runs next, the withdrawn call is not among it.
-        Settled after;
-        invoker->start(call("[2,2]"), after.completion());
-        ASSERT_TRUE(after.waitFor(1));
-        EXPECT_FALSE(*ran);
-        EXPECT_EQ(settled.fCount, 1);
-    }
-}
-
-TEST(FunctionInvokerTest, DefaultStartRunsABlockingInvokerOffTheCallersThread) {
-    auto direct = std::make_shared<DirectInvoker>();
-    registerTestFunctions();
-    const auto plus = *korvan::host::findFunction("handlerTestPlus");
-    Settled settled;
-    auto pending =
-        direct->start(FunctionCall{plus, json::parse("[4,5]"), 1, {}, {}}, settled.completion());
-    EXPECT_EQ(pending->timeout(), 0ms);  // such calls bound themselves
-    ASSERT_TRUE(settled.waitFor(1));
-    EXPECT_EQ(writeJson(settled.fOutcome.fBody), R"({"results":[9]})");
-    EXPECT_NE(settled.fThread, std::this_thread::get_id());
-
-    // An invoker not owned by a shared_ptr has nothing to keep it alive on another thread:
-    // it is invoked in place.
-    DirectInvoker onStack;
-    Settled inPlace;
-    onStack.start(FunctionCall{plus, json::parse("[1]"), 1, {}, {}}, inPlace.completion());
-    EXPECT_EQ(inPlace.fCount, 1);
-    EXPECT_EQ(inPlace.fThread, std::this_thread::get_id());
 }
 
 }  // namespace

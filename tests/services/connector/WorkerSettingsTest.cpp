@@ -54,7 +54,8 @@ TEST_P(WorkerSettingsRefused, NamingTheFileAndWhatIsWrong) {
 
 INSTANTIATE_TEST_SUITE_P(
     Files, WorkerSettingsRefused,
-    ::testing::Values(BadFile{"{\"workers\": 0}", "\"workers\" must be a whole number from 1 to 64"},
+    ::testing::Values(BadFile{"{\"workers\": 0}",
+                              "\"workers\" must be a whole number from 1 to 64"},
                       BadFile{"{\"workers\": 2.5}", "\"workers\""},
                       BadFile{"{\"workers\": \"2\"}", "\"workers\""},
                       BadFile{"{\"callTimeoutSeconds\": 0}", "\"callTimeoutSeconds\""},

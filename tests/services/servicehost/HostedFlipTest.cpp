@@ -9,6 +9,7 @@
 #include <boost/json.hpp>
 
 #include "HttpsTestClient.hpp"
+#include "Invokers.hpp"
 #include "ServiceHostFixture.hpp"
 #include "korvan/services/connector/FunctionInvoker.hpp"
 #include "korvan/services/connector/FunctionServiceCatalog.hpp"
@@ -38,7 +39,7 @@ class OneFunctionCatalog final : public connector::FunctionServiceCatalog {
 
 /// Answers {"results":[42]}; the first call says it has started and then waits (at most 10 s)
 /// for the test to release it.
-class LatchedInvoker final : public connector::FunctionInvoker {
+class LatchedInvoker final : public connector::test::BlockingInvoker {
   public:
     connector::CallOutcome invoke(korvan::host::Function, foundation::json::Value, int) override {
         if (!fFirstTaken.exchange(true)) {

@@ -11,6 +11,7 @@
 #include <boost/json/parse.hpp>
 #include <boost/json/value.hpp>
 
+#include "Invokers.hpp"
 #include "TempFolder.hpp"
 #include "korvan/host/InterpreterThread.hpp"
 #include "korvan/services/connector/ConnectorService.hpp"
@@ -48,8 +49,8 @@ class HostedFixture {
         fCatalog = std::make_shared<connector::HostFunctionCatalog>();
         fCatalog->expose("math", "twice", "hostedTestTwice");
         fCatalog->expose("stats", "twice", "hostedTestTwice");
-        fInvoker = std::make_shared<connector::InterpreterInvoker>(fInterpreter.getXVM(),
-                                                                   std::chrono::seconds(5));
+        fInvoker = std::make_shared<connector::test::InterpreterInvoker>(fInterpreter.getXVM(),
+                                                                         std::chrono::seconds(5));
     }
 
     std::filesystem::path prefs() const { return fFolder.path() / "prefs"; }

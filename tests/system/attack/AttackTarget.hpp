@@ -18,6 +18,7 @@
 
 #include <boost/json/parse.hpp>
 
+#include "Invokers.hpp"
 #include "TempFolder.hpp"
 #include "korvan/host/InterpreterThread.hpp"
 #include "korvan/services/connector/ConnectorService.hpp"
@@ -73,8 +74,8 @@ class AttackTarget {
         tuning.fMaxConnections = options.fMaxConnections;
         fConnector = std::make_unique<korvan::services::servicehost::HostedConnector>(
             fStore, std::make_shared<korvan::shell::FolderFunctionCatalog>(services),
-            std::make_shared<connector::InterpreterInvoker>(fInterpreter.getXVM(),
-                                                            std::chrono::seconds(5)),
+            std::make_shared<connector::test::InterpreterInvoker>(fInterpreter.getXVM(),
+                                                                  std::chrono::seconds(5)),
             tuning);
         fConnector->invoke("setPort", R"({"port":0})");
         if (!options.fHostName.empty())

@@ -15,6 +15,7 @@
 #include <boost/json.hpp>
 
 #include "HttpsTestClient.hpp"
+#include "Invokers.hpp"
 #include "TempFolder.hpp"
 #include "foundation/cppmicroservices/Framework.hpp"
 #include "korvan/services/connector/FunctionInvoker.hpp"
@@ -58,7 +59,7 @@ class OneFunctionCatalog final : public connector::FunctionServiceCatalog {
 /// Answers {"results":[42]}; the first call says it has started and then waits for the test to
 /// open the gate, at most 5 s: the stand-in for the interpreter invoker's time-out, which is
 /// what bounds a stop's wait for a call that is still running.
-class GatedInvoker final : public connector::FunctionInvoker {
+class GatedInvoker final : public connector::test::BlockingInvoker {
   public:
     connector::CallOutcome invoke(korvan::host::Function, foundation::json::Value, int) override {
         if (!fFirstTaken.exchange(true)) {

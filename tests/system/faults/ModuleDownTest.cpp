@@ -153,10 +153,10 @@ TEST(ModuleDownTest, CallsWhileTheServiceIsGoneFailCleanlyAndWorkAfterwards) {
     }
     {
         SCOPED_TRACE("no connector client at all");
-        services.fClientBundle.reset();
+        services.fSide.closeClient();
         harness.drainInterpreter();
         expectEveryCallFails(c, "KORVAN:restFcnService:NoConnectorFound");
-        services.openClient();
+        services.fSide.openClient();
         ASSERT_TRUE(
             waitUntil([&] { return modtest::errorIdOf([&] { user::get(c, "Port"); }).empty(); }));
         EXPECT_EQ(modtest::scalar(user::get(c, "Port")), port);

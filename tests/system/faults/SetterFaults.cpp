@@ -1,4 +1,5 @@
 #include "SetterFaults.hpp"
+#include "Invokers.hpp"
 
 #include <fstream>
 #include <utility>
@@ -18,7 +19,7 @@ namespace connector = korvan::services::connector;
 namespace {
 
 /// No function is called in these tests.
-class NoCalls final : public connector::FunctionInvoker {
+class NoCalls final : public connector::test::BlockingInvoker {
   public:
     connector::CallOutcome invoke(korvan::host::Function, foundation::json::Value, int) override {
         return {500, {}};

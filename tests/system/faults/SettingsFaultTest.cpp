@@ -31,8 +31,8 @@
 #include <thread>
 #include <vector>
 
-#include "TempFolder.hpp"
 #include "SettingsRounds.hpp"
+#include "TempFolder.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 
 extern char** environ;

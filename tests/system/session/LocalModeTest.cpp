@@ -4,6 +4,7 @@
 
 #include <boost/json/parse.hpp>
 
+#include "Invokers.hpp"
 #include "SessionHttps.hpp"
 #include "TempFolder.hpp"
 #include "korvan/host/InterpreterThread.hpp"
@@ -32,7 +33,7 @@ TEST(LocalModeTest, NotReachableOnANonLoopbackAddress) {
     auto settings = std::make_shared<korvan::services::settings::SettingsStore>(folder.path());
     korvan::services::servicehost::HostedConnector hosted(
         settings, std::make_shared<connector::HostFunctionCatalog>(),
-        std::make_shared<connector::InterpreterInvoker>(interpreter.getXVM(), 5s));
+        std::make_shared<connector::test::InterpreterInvoker>(interpreter.getXVM(), 5s));
 
     const std::uint16_t port = freeLoopbackPort();
     hosted.invoke("setPort", R"({"port":)" + std::to_string(port) + "}");

@@ -1,20 +1,13 @@
 // Running one function call: the JSON arguments become host arrays, the function runs, its
-// results become JSON. All three steps run together on the interpreter thread, so the HTTPS
-// threads never touch host arrays or host code.
+// results become JSON. All three steps run together on the thread that runs the call (in a
+// function worker, its interpreter), so the HTTPS threads never touch host arrays or host code.
 //
 // runFunctionCall is that unit of work; it never throws, every failure becomes an outcome with
-// an HTTP status and an error body. FunctionInvoker decides where the work runs:
-// InterpreterInvoker posts it to an interpreter through its command distributor (queue full,
-// time-out or no interpreter: 503).
+// an HTTP status and an error body. FunctionInvoker decides where the work runs (the product's
+// is WorkerInvoker: function worker processes). start() returns at once and hands the outcome
+// to a completion, so that the HTTPS server waits for the call without tying up a thread.
 //
-// Two ways to call: invoke() blocks until the outcome is there; start() returns at once and
-// hands the outcome to a completion, so that the HTTPS server waits for the interpreter
-// without tying up a thread. InterpreterInvoker::start posts straight to the interpreter; the
-// default start() runs invoke() on a process-wide pool of four threads, for invokers that
-// block (test doubles).
-//
-// Threads: invoke() and start() are called by the server's threads, several at once.
-// InterpreterInvoker has only constant members.
+// Threads: start() is called by the server's threads, several at once.
 #pragma once
 
 #include <chrono>
@@ -29,7 +22,6 @@
 
 #include "foundation/json/Value.hpp"
 #include "korvan/host/Functions.hpp"
-#include "xvm/XVM.hpp"
 
 namespace korvan::services::connector {
 
@@ -63,7 +55,7 @@ CallOutcome runFunctionCall(const korvan::host::Function& function,
 
 /// One call to make: what route() found for a POST and what start() takes.
 struct FunctionCall {
-    korvan::host::Function fFunction;  // the in-process callable (InterpreterInvoker)
+    korvan::host::Function fFunction;  // the in-process callable (invokers that run in-process)
     foundation::json::Value fArgs;     // a JSON array
     int fNargout = 1;
     std::string fService;  // the names the call was routed by (function workers)
@@ -71,7 +63,7 @@ struct FunctionCall {
 };
 
 /// Receives the outcome of a started call; called exactly once, on whichever thread settles
-/// the call (the interpreter thread, a pool thread, or the caller of expire()).
+/// the call (the thread that ran it, or the caller of expire()).
 using CallCompletion = std::function<void(CallOutcome)>;
 
 /// A call on its way, shared by its starter and the work that runs it. The first of the call's
@@ -89,12 +81,9 @@ class PendingCall {
 class FunctionInvoker : public std::enable_shared_from_this<FunctionInvoker> {
   public:
     virtual ~FunctionInvoker() = default;
-    virtual CallOutcome invoke(korvan::host::Function function, foundation::json::Value args,
-                               int nargout) = 0;
-    /// Starts `call` and returns at once; `done` receives the outcome exactly once. The
-    /// default runs invoke() on the blocking-call pool, holding the invoker while it runs (an
-    /// invoker not owned by a shared_ptr is invoked in place), and its calls never time out.
-    virtual std::shared_ptr<PendingCall> start(FunctionCall call, CallCompletion done);
+    /// Starts `call` and returns at once; `done` receives the outcome exactly once (a refusal
+    /// may settle it before start() returns).
+    virtual std::shared_ptr<PendingCall> start(FunctionCall call, CallCompletion done) = 0;
 
     /// Called by the connector service at each start, before it listens: `io` is the server's
     /// I/O context (completions may run on its threads), `logFolder` the connector's log
@@ -106,21 +95,6 @@ class FunctionInvoker : public std::enable_shared_from_this<FunctionInvoker> {
     virtual void close() noexcept {}
     /// What `service`'s calls run with, for GET /v1/services; nullopt: nothing to show.
     virtual std::optional<foundation::json::Value> describe(std::string_view service) const;
-};
-
-class InterpreterInvoker : public FunctionInvoker {
-  public:
-    /// Runs calls on `vm`'s interpreter thread, waiting at most `timeout` for each.
-    InterpreterInvoker(std::shared_ptr<xvm::XVM> vm, std::chrono::milliseconds timeout);
-    CallOutcome invoke(korvan::host::Function function, foundation::json::Value args,
-                       int nargout) override;
-    /// Posts the call to the interpreter; a refusal (no interpreter, queue full, stopped) is
-    /// settled before start() returns. The returned call's timeout() is this invoker's.
-    std::shared_ptr<PendingCall> start(FunctionCall call, CallCompletion done) override;
-
-  private:
-    const std::shared_ptr<xvm::XVM> fVM;
-    const std::chrono::milliseconds fTimeout;
 };
 
 }  // namespace korvan::services::connector

@@ -1,5 +1,5 @@
-// The connector's REST interface as a pure function from request to response: no sockets, no
-// threads of its own. The HTTPS sessions call it; tests call it directly.
+// The connector's REST interface as pure functions from request to response: no sockets, no
+// threads of its own. The HTTPS sessions call them; tests call them directly.
 //
 // Routes (under the fixed API prefix kApiPrefix, so BaseUrl is https://<host>:<port>/v1):
 //   GET  /v1/health                        no token; {"status":"ok"}
@@ -15,10 +15,9 @@
 // never read, so a token there is not accepted. Errors are
 // {"error":{"identifier":"...","message":"..."}} with the statuses listed in ErrorIds below.
 //
-// Threads: routeRequest and handleRequest may run on several threads at once; they only read
-// `context`. routeRequest never waits; handleRequest's POST to a function blocks for the
-// length of the call (FunctionInvoker::invoke). The HTTPS server routes, then starts the call
-// with FunctionInvoker::start and answers with callResponse when it settles.
+// Threads: routeRequest may run on several threads at once; it only reads `context` and never
+// waits. The HTTPS server routes, then starts the call with FunctionInvoker::start and answers
+// with callResponse when it settles.
 #pragma once
 
 #include <filesystem>
@@ -74,7 +73,7 @@ inline constexpr const char* kTimedOut = "KORVAN:connector:TimedOut";           
 inline constexpr const char* kUnavailable = "KORVAN:connector:Unavailable";            // 503
 }  // namespace errorid
 
-/// What a request may use. The references must outlive every call of handleRequest.
+/// What a request may use. The references must outlive every request routed with it.
 struct RequestContext {
     const FunctionServiceCatalog& fCatalog;
     FunctionInvoker& fInvoker;
@@ -106,10 +105,6 @@ std::optional<Response> answerFromHeader(const Request& header, const RequestCon
 
 /// The answer to `request` from the outcome of its call.
 Response callResponse(const Request& request, CallOutcome outcome);
-
-/// The answer to `request`: routeRequest, then the call through FunctionInvoker::invoke
-/// (blocking) when it needs one.
-Response handleRequest(const Request& request, const RequestContext& context);
 
 /// Whether a Host header value names this machine the way a local-mode connector may be
 /// addressed: localhost, 127.0.0.1, [::1] or one of `hostNames` (the configured HostName),

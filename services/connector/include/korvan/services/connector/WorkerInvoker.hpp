@@ -56,9 +56,6 @@ class WorkerInvoker final : public FunctionInvoker {
     explicit WorkerInvoker(WorkerInvokerOptions options);
     ~WorkerInvoker() override;
 
-    /// Blocking form of start() (tests and handleRequest).
-    CallOutcome invoke(korvan::host::Function function, foundation::json::Value args,
-                       int nargout) override;
     /// Needs the call's service and function names; 503 Unavailable when not open.
     std::shared_ptr<PendingCall> start(FunctionCall call, CallCompletion done) override;
 
