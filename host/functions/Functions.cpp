@@ -8,7 +8,7 @@ namespace korvan::host {
 namespace {
 
 struct FunctionTable {
-    std::shared_mutex fLock;                      // guards fFunctions
+    std::shared_mutex fLock;  // guards fFunctions
     std::map<std::string, Function> fFunctions;
 };
 

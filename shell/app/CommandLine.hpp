@@ -27,9 +27,9 @@ struct CommandLine {
         UsageError
     };
     Mode fMode = Mode::Prompt;
-    std::string fFile;   // Script
-    std::string fCode;   // Code
-    std::string fError;  // UsageError: what was wrong, one sentence
+    std::string fFile;                // Script
+    std::string fCode;                // Code
+    std::string fError;               // UsageError: what was wrong, one sentence
     std::string fServiceFolder;       // FunctionWorker
     std::size_t fMemoryLimitMiB = 0;  // FunctionWorker; 0: no limit
 };

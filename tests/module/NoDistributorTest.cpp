@@ -6,9 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include "ModuleHarness.hpp"
 #include "ServiceRegistrations.hpp"
 #include "foundation/log/Capture.hpp"
-#include "ModuleHarness.hpp"
 #include "kcos/Operations.hpp"
 #include "korvan/host/ModuleLoader.hpp"
 #include "korvan/host/UserCode.hpp"

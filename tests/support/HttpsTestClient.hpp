@@ -21,7 +21,7 @@ namespace http = boost::beast::http;
 
 struct ClientOptions {
     std::string fAddress = "127.0.0.1";  // where to connect
-    std::filesystem::path fTrusted;       // certificate file to trust; empty: trust nothing
+    std::filesystem::path fTrusted;      // certificate file to trust; empty: trust nothing
     std::string fHostName = "localhost";
     int fMaxTlsVersion = 0;  // e.g. TLS1_1_VERSION to try an old protocol; 0: no limit
     std::chrono::milliseconds fTimeout{10000};

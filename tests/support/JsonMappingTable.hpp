@@ -87,6 +87,8 @@ inline constexpr double kInf = std::numeric_limits<double>::infinity();
 inline std::vector<MappingRow> mappingTable() {
     using namespace mapping;
     std::vector<kx::ArrayPtr> none;
+    // One row per line where it fits.
+    // clang-format off
     return {
         {"double", [] { return scalar(2.5); }, "2.5", {"2.50", "25e-1"}},
         {"shortest double", [] { return scalar(0.1); }, "0.1", {"0.10000000000000001"}},
@@ -241,6 +243,7 @@ inline std::vector<MappingRow> mappingTable() {
          R"({"zxdata":[],"zxsize":[0,0],"zxtype":"cell"})",
          {}},
     };
+    // clang-format on
 }
 
 /// JSON that has no host form, with a word of the message that says why.

@@ -24,8 +24,8 @@
 #include <utility>
 #include <vector>
 
-#include "cmddistributor/RuntimeException.hpp"
 #include "ServiceRegistrations.hpp"
+#include "cmddistributor/RuntimeException.hpp"
 #include "foundation/core/except/IException.hpp"
 #include "korvan/host/InterpreterThread.hpp"
 #include "xvm/RunOnInterpreter.hpp"

@@ -37,8 +37,8 @@ std::optional<Reply> httpsRequest(const Request& request, std::string* error) {
     options.fAddress = request.fAddress;
     options.fTrusted = request.fTrusted;
     options.fTimeout = request.fTimeout;
-    auto response = services::connector::test::httpsRequest(request.fPort, std::move(message),
-                                                            options, error);
+    auto response =
+        services::connector::test::httpsRequest(request.fPort, std::move(message), options, error);
     if (!response) return std::nullopt;
     return Reply{response->result_int(), response->body()};
 }

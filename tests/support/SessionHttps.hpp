@@ -40,8 +40,7 @@ struct Request {
 std::optional<Reply> httpsRequest(const Request& request, std::string* error = nullptr);
 
 /// True when a TCP connection to address:port is accepted within `timeout`.
-bool tcpConnects(const std::string& address, std::uint16_t port,
-                 std::chrono::milliseconds timeout);
+bool tcpConnects(const std::string& address, std::uint16_t port, std::chrono::milliseconds timeout);
 
 /// A loopback port that was free a moment ago.
 std::uint16_t freeLoopbackPort();

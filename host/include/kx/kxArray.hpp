@@ -59,7 +59,7 @@ namespace kx {
 /// system (kcos) derives its instances from it. Elements are shared handles: copying an
 /// object array copies handles, never the objects.
 class Object {
-public:
+  public:
     virtual ~Object();
     /// Full class name as user code sees it, e.g. "korvan.engine.rest.RESTFunctionConnector".
     virtual const std::string& className() const = 0;
@@ -236,10 +236,11 @@ namespace kx {
 /// Owns one reference to an array; releases it on destruction. For host code and tests that
 /// juggle several temporaries on error paths.
 class ArrayPtr {
-public:
+  public:
     ArrayPtr() = default;
     explicit ArrayPtr(kxArray* owned) noexcept : fArray(owned) {}
-    ArrayPtr(const ArrayPtr& other) noexcept : fArray(other.fArray ? kxShareArray(other.fArray) : nullptr) {}
+    ArrayPtr(const ArrayPtr& other) noexcept
+        : fArray(other.fArray ? kxShareArray(other.fArray) : nullptr) {}
     ArrayPtr(ArrayPtr&& other) noexcept : fArray(other.release()) {}
     ArrayPtr& operator=(ArrayPtr other) noexcept {
         std::swap(fArray, other.fArray);
@@ -255,7 +256,7 @@ public:
     }
     explicit operator bool() const noexcept { return fArray != nullptr; }
 
-private:
+  private:
     kxArray* fArray = nullptr;
 };
 

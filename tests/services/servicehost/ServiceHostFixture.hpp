@@ -15,8 +15,8 @@
 
 #include <cppmicroservices/ServiceRegistration.h>
 
-#include "TempFolder.hpp"
 #include "ServiceHostDoubles.hpp"
+#include "TempFolder.hpp"
 #include "agent/spf/cppmsclientutils/TrackedServiceInfo.hpp"
 #include "foundation/cppmicroservices/Framework.hpp"
 #include "korvan/services/servicehost/ServiceHost.hpp"

@@ -37,6 +37,8 @@ TEST_P(ParseTest, ReadsTheArguments) {
     }
 }
 
+// One case per line.
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Arguments, ParseTest,
     ::testing::Values(ParseCase{{}, true, Mode::Prompt, ""},
@@ -67,6 +69,7 @@ INSTANTIATE_TEST_SUITE_P(
                       ParseCase{{"--memory-limit-mib", "512"}, true, Mode::UsageError,
                                 "belongs to '--function-worker'"}),
     [](const auto& info) { return "case" + std::to_string(info.index); });
+// clang-format on
 
 // ---- the executable ------------------------------------------------------------------------
 

@@ -2,8 +2,8 @@
 // members by full name, access refusals, the property table display, datetimes and durations.
 #include <gtest/gtest.h>
 
-#include "TestClasses.hpp"
 #include "LangTestSupport.hpp"
+#include "TestClasses.hpp"
 #include "kcos/kcos.hpp"
 #include "korvan/host/UserCode.hpp"
 

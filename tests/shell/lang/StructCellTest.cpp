@@ -2,8 +2,8 @@
 // over them, deep equality, display and the errors of misuse.
 #include <gtest/gtest.h>
 
-#include "TestClasses.hpp"
 #include "LangTestSupport.hpp"
+#include "TestClasses.hpp"
 #include "kcos/kcos.hpp"
 #include "korvan/host/UserCode.hpp"
 

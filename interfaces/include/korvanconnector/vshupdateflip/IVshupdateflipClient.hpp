@@ -10,7 +10,7 @@
 namespace korvanconnector::vshupdateflip {
 
 class IVshupdateflipClient {
-public:
+  public:
     virtual ~IVshupdateflipClient() = default;
 
     /// The preferred restart hour, 0 to 23, or a negative value when none is set.

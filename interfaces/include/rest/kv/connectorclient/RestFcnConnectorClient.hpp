@@ -21,7 +21,7 @@
 namespace rest::kv::connectorclient {
 
 class RestFcnConnectorClient {
-public:
+  public:
     virtual ~RestFcnConnectorClient() = default;
 
     virtual std::uint16_t getPort() = 0;

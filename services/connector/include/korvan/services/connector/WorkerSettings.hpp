@@ -27,10 +27,10 @@ namespace korvan::services::connector {
 inline constexpr const char* kWorkerSettingsFile = "workers.json";
 
 struct WorkerSettings {
-    unsigned fWorkers = 2;                      // 1..64
+    unsigned fWorkers = 2;                          // 1..64
     std::chrono::milliseconds fCallTimeout{30000};  // 0.01 s .. 24 h
-    std::size_t fMemoryLimitMiB = 2048;         // 256 .. 1 TiB
-    std::size_t fQueueLength = 128;             // 0 .. 100000; 0: no call waits
+    std::size_t fMemoryLimitMiB = 2048;             // 256 .. 1 TiB
+    std::size_t fQueueLength = 128;                 // 0 .. 100000; 0: no call waits
 
     bool operator==(const WorkerSettings&) const = default;
 };
