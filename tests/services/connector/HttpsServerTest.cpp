@@ -147,13 +147,6 @@ TEST_F(HttpsServerTest, ClientsVerifyTheGeneratedCertificate) {
     EXPECT_TRUE(send(test::http::verb::get, "/health", "", false)) << fLastError;
 }
 
-TEST_F(HttpsServerTest, BodyOverTheLimitIs413) {
-    auto response = send(test::http::verb::post, "/services/math/plus", std::string(4096, ' '));
-    ASSERT_TRUE(response) << fLastError;
-    EXPECT_EQ(response->result_int(), 413u);
-    EXPECT_THAT(response->body(), HasSubstr(errorid::kBodyTooLarge));
-}
-
 // server.json is read at the next start: its body limit replaces the configured one.
 TEST_F(HttpsServerTest, TheServerSettingsFileAppliesAtTheNextStart) {
     std::ofstream(fFolder.path() / "server.json") << R"({"maxBodyMiB": 1})";

@@ -1,7 +1,7 @@
 // The hosted connector over real HTTPS on 127.0.0.1 (port 0: a free port): start and stop with
 // their log lines, a start that fails because the port is taken, the settings locked while
-// running, token rotation, an expired token restored from the settings, and the user's own
-// certificate in use.
+// running, and the user's own certificate in use. (Token rotation and expired tokens over the
+// wire: tests/system/attack/TokenAttackTest.cpp.)
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -143,42 +143,6 @@ TEST_F(HostedConnectorHttpsTest, SettingsAreLockedWhileRunning) {
     call(*c, "stopConnector");
     call(*c, "setHostname", R"({"hostName": "box.example"})");
     EXPECT_EQ(callText(*c, "getHostname"), "box.example");
-}
-
-TEST_F(HostedConnectorHttpsTest, TokenRotationWhileRunning) {
-    auto c = startOnFreePort();
-    const std::string oldToken = callText(*c, "getPersonalAccessToken");
-    EXPECT_EQ(get(*c, "/services", oldToken), 200u);
-    call(*c, "changeToken", R"({"days": 7})");
-    const std::string newToken = callText(*c, "getPersonalAccessToken");
-    ASSERT_NE(newToken, oldToken);
-    std::string body;
-    EXPECT_EQ(get(*c, "/services", oldToken, &body), 401u);
-    EXPECT_THAT(body, HasSubstr("KORVAN:connector:InvalidToken"));
-    EXPECT_EQ(get(*c, "/services", newToken), 200u);
-}
-
-TEST_F(HostedConnectorHttpsTest, AnExpiredTokenFromTheSettingsIsRefused) {
-    const std::string expired(64, 'e');
-    {
-        SettingsStore store(prefs());
-        store.update([&expired](ConnectorSettings& s) {
-            s.fPort = 0;
-            s.fToken = expired;
-            s.fTokenExpiry = std::time(nullptr) - 3600;
-        });
-    }
-    auto c = makeConnector();
-    EXPECT_EQ(callText(*c, "getPersonalAccessToken"), expired);
-    call(*c, "startConnector");
-    std::string body;
-    EXPECT_EQ(get(*c, "/services", expired, &body), 401u);
-    EXPECT_THAT(body, HasSubstr("KORVAN:connector:TokenExpired"));
-    EXPECT_EQ(get(*c, "/health", ""), 200u);
-
-    // A new token is the way out.
-    call(*c, "changeToken", R"({"days": 30})");
-    EXPECT_EQ(get(*c, "/services", callText(*c, "getPersonalAccessToken")), 200u);
 }
 
 TEST_F(HostedConnectorHttpsTest, TheUsersCertificateIsServedAfterARestart) {

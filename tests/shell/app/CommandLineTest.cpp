@@ -177,16 +177,6 @@ TEST(StartupTest, TheConnectorModuleAndTheServiceSideAreThere) {
     EXPECT_EQ(r.fErr, "");
 }
 
-TEST(StartupTest, ACorruptSettingsFileIsReportedAsAWarning) {
-    TempFolder prefs;
-    prefs.write("rest/connector.json", "{ not json");
-    ProcessOutcome r = runKorvan(korvanOptions({"-e", "disp(1)"}, prefs));
-    EXPECT_EQ(r.fStatus, 0) << r.fErr;
-    EXPECT_EQ(r.fOut, "1\n");
-    EXPECT_EQ(r.fErr.rfind("Warning: ", 0), 0u) << r.fErr;
-    EXPECT_NE(r.fErr.find("connector.json"), std::string::npos) << r.fErr;
-}
-
 // The settings folder holds the token and the function services whose code runs: one that
 // other users can write to is refused with a warning that says how to mend it.
 TEST(CommandLineRun, ASettingsFolderOthersCanWriteToIsRefused) {
