@@ -50,125 +50,35 @@ TEST_F(CertificateMethodTest, ArgumentFormsAndTheirChecks) {
     const std::string a = file("a.pem"), b = file("b.pem");
     const std::string nowhere = (fFolder / "missing.pem").string();
     using V = std::vector<Value>;
+    const std::string badList = "KORVAN:restFcnService:InvalidIPAddresses";
+    const std::string keys = "KORVAN:restFcnService:KeysException";
+    const std::string badFile = "KORVAN:restFcnService:InvalidFileLocation";
+    // clang-format off
     const std::vector<CertificateCase> cases = {
+        // what, arguments, error, arguments sent, error arguments
         {"no arguments", [] { return V{}; }, "", {"", "", ""}},
-        {"address row",
-         [] {
-             return V{strings(1, 2, {"192.0.2.10", "192.0.2.11"})};
-         },
-         "",
-         {"", "", "192.0.2.10,192.0.2.11"}},
-        {"address column",
-         [] {
-             return V{strings(2, 1, {"192.0.2.10", "host.example"})};
-         },
-         "",
-         {"", "", "192.0.2.10,host.example"}},
-        {"addresses are not validated",
-         [] { return V{strings(1, 1, {"not an address"})}; },
-         "",
-         {"", "", "not an address"}},
-        {"address as char vector",
-         [] { return V{chars("192.0.2.10")}; },
-         "KORVAN:restFcnService:InvalidIPAddresses",
-         {}},
-        {"2-by-2 addresses",
-         [] {
-             return V{strings(2, 2, {"a", "b", "c", "d"})};
-         },
-         "KORVAN:restFcnService:InvalidIPAddresses",
-         {}},
-        {"address as number",
-         [] { return V{num(1)}; },
-         "KORVAN:restFcnService:InvalidIPAddresses",
-         {}},
-        {"missing address",
-         [] {
-             return V{strings(1, 2, {"192.0.2.10", std::nullopt})};
-         },
-         "KORVAN:string:MissingNotSupported",
-         {}},
-        {"one name and value",
-         [=] {
-             return V{str("privatekey"), str(key)};
-         },
-         "KORVAN:restFcnService:KeysException",
-         {}},
-        {"a pair and a name",
-         [=] {
-             return V{str("privatekey"), str(key), str("certificate")};
-         },
-         "KORVAN:restFcnService:KeysException",
-         {}},
-        {"certificate first, any case",
-         [=] {
-             return V{str("Certificate"), str(cert), chars("PRIVATEKEY"), str(key)};
-         },
-         "",
-         {key, cert, ""}},
-        {"private key first",
-         [=] {
-             return V{str("privatekey"), str(key), str("certificate"), str(cert)};
-         },
-         "",
-         {key, cert, ""}},
-        {"two certificate pairs",
-         [=] {
-             return V{str("certificate"), str(a), str("certificate"), str(b)};
-         },
-         "",
-         {b, a, ""}},
-        {"two private key pairs",
-         [=] {
-             return V{str("PrivateKey"), str(a), str("privatekey"), str(b)};
-         },
-         "",
-         {a, b, ""}},
-        {"name is a number",
-         [=] {
-             return V{num(1), str(key), str("certificate"), str(cert)};
-         },
-         kPair,
-         {}},
-        {"name is missing",
-         [=] {
-             return V{missingString(), str(key), str("certificate"), str(cert)};
-         },
-         kPair,
-         {}},
-        {"value is a number",
-         [=] {
-             return V{str("privatekey"), num(1), str("certificate"), str(cert)};
-         },
-         kPair,
-         {}},
-        {"unknown name",
-         [=] {
-             return V{str("key"), str(key), str("certificate"), str(cert)};
-         },
-         "KORVAN:restFcnService:InvalidKeyName",
-         {}},
-        {"missing file",
-         [=] {
-             return V{str("privatekey"), str(nowhere), str("certificate"), str(cert)};
-         },
-         "KORVAN:restFcnService:InvalidFileLocation",
-         {},
-         {"u:" + nowhere}},
-        {"first pair is checked whole before the second",
-         [=] {
-             return V{str("privatekey"), str(nowhere), str("bogus"), num(1)};
-         },
-         "KORVAN:restFcnService:InvalidFileLocation",
-         {},
-         {"u:" + nowhere}},
-        {"second pair's value",
-         [=] {
-             return V{str("privatekey"), str(key), str("certificate"), num(3)};
-         },
-         kPair,
-         {}},
+        {"address row", [] { return V{strings(1, 2, {"192.0.2.10", "192.0.2.11"})}; }, "", {"", "", "192.0.2.10,192.0.2.11"}},
+        {"address column", [] { return V{strings(2, 1, {"192.0.2.10", "host.example"})}; }, "", {"", "", "192.0.2.10,host.example"}},
+        {"addresses are not validated", [] { return V{strings(1, 1, {"not an address"})}; }, "", {"", "", "not an address"}},
+        {"address as char vector", [] { return V{chars("192.0.2.10")}; }, badList, {}},
+        {"2-by-2 addresses", [] { return V{strings(2, 2, {"a", "b", "c", "d"})}; }, badList, {}},
+        {"address as number", [] { return V{num(1)}; }, badList, {}},
+        {"missing address", [] { return V{strings(1, 2, {"192.0.2.10", std::nullopt})}; }, "KORVAN:string:MissingNotSupported", {}},
+        {"one name and value", [=] { return V{str("privatekey"), str(key)}; }, keys, {}},
+        {"a pair and a name", [=] { return V{str("privatekey"), str(key), str("certificate")}; }, keys, {}},
+        {"certificate first, any case", [=] { return V{str("Certificate"), str(cert), chars("PRIVATEKEY"), str(key)}; }, "", {key, cert, ""}},
+        {"private key first", [=] { return V{str("privatekey"), str(key), str("certificate"), str(cert)}; }, "", {key, cert, ""}},
+        {"two certificate pairs", [=] { return V{str("certificate"), str(a), str("certificate"), str(b)}; }, "", {b, a, ""}},
+        {"two private key pairs", [=] { return V{str("PrivateKey"), str(a), str("privatekey"), str(b)}; }, "", {a, b, ""}},
+        {"name is a number", [=] { return V{num(1), str(key), str("certificate"), str(cert)}; }, kPair, {}},
+        {"name is missing", [=] { return V{missingString(), str(key), str("certificate"), str(cert)}; }, kPair, {}},
+        {"value is a number", [=] { return V{str("privatekey"), num(1), str("certificate"), str(cert)}; }, kPair, {}},
+        {"unknown name", [=] { return V{str("key"), str(key), str("certificate"), str(cert)}; }, "KORVAN:restFcnService:InvalidKeyName", {}},
+        {"missing file", [=] { return V{str("privatekey"), str(nowhere), str("certificate"), str(cert)}; }, badFile, {}, {"u:" + nowhere}},
+        {"first pair is checked whole before the second", [=] { return V{str("privatekey"), str(nowhere), str("bogus"), num(1)}; }, badFile, {}, {"u:" + nowhere}},
+        {"second pair's value", [=] { return V{str("privatekey"), str(key), str("certificate"), num(3)}; }, kPair, {}},
     };
+    // clang-format on
     Value c = user::connector();
     for (const auto& k : cases) {
         SCOPED_TRACE(k.what);

@@ -1,7 +1,9 @@
 #include "AttackClient.hpp"
+#include "HttpsTestClient.hpp"
 
 #include <openssl/ssl.h>
 
+#include <sstream>
 #include <thread>
 #include <utility>
 
@@ -25,6 +27,10 @@ struct Connection::Impl {
         : fOptions(std::move(options)),
           fTls(net::ssl::context::tls_client),
           fStream(fIo, prepared()) {
+        if (!fOptions.fTrusted.empty())
+            fStream.set_verify_callback(net::ssl::host_name_verification(fOptions.fHostName));
+        if (!fOptions.fHostName.empty())
+            SSL_set_tlsext_host_name(fStream.native_handle(), fOptions.fHostName.c_str());
         fRunner = std::thread([this] { fIo.run(); });
     }
     ~Impl() {
@@ -40,8 +46,9 @@ struct Connection::Impl {
     bool connect(std::uint16_t port) {
         return step([&] {
             tcp()
-                .async_connect(net::ip::tcp::endpoint(net::ip::make_address("127.0.0.1"), port),
-                               net::use_future)
+                .async_connect(
+                    net::ip::tcp::endpoint(net::ip::make_address(fOptions.fAddress), port),
+                    net::use_future)
                 .get();
         });
     }
@@ -68,7 +75,7 @@ struct Connection::Impl {
         std::optional<http::response<http::string_body>> result;
         step([&] {
             http::response_parser<http::string_body> parser;
-            parser.body_limit(16 * 1024 * 1024);
+            parser.body_limit(256 * 1024 * 1024);
             http::async_read(fStream, fBuffer, parser, net::use_future).get();
             result = parser.release();
         });
@@ -199,3 +206,21 @@ Reply exchange(std::uint16_t port, const std::string& text, TlsOptions options) 
 }
 
 }  // namespace korvan::attack::test
+
+namespace korvan::services::connector::test {
+
+std::optional<http::response<http::string_body>> httpsRequest(
+    std::uint16_t port, http::request<http::string_body> request, const ClientOptions& options,
+    std::string* error) {
+    attack::test::Connection c(options);
+    request.set(http::field::host, options.fHostName);
+    request.prepare_payload();
+    std::ostringstream text;
+    text << request;
+    std::optional<http::response<http::string_body>> response;
+    if (c.connect(port) && c.handshake() && c.send(text.str())) response = c.readResponse();
+    if (!response && error) *error = c.error();
+    return response;
+}
+
+}  // namespace korvan::services::connector::test

@@ -36,6 +36,8 @@ struct TlsOptions {
     int fMaxVersion = 0;             // e.g. TLS1_1_VERSION; 0: no limit
     std::string fTls12Suites = "";   // TLS 1.2 suites offered, in order; empty: the library's
     std::chrono::milliseconds fTimeout{5000};
+    std::string fAddress = "127.0.0.1";   // where to connect
+    std::string fHostName = "localhost";  // sent as SNI; checked against a trusted certificate
 };
 
 class Connection {

@@ -153,22 +153,10 @@ void FakeConnectorClient::enter(const std::string& operation, std::vector<std::s
     if (fault != fFaults.end()) std::rethrow_exception(fault->second);
 }
 
-std::uint16_t FakeConnectorClient::getPort() {
-    std::lock_guard lock(fMutex);
-    enter("getPort");
-    return fState.fPort;
-}
-
 void FakeConnectorClient::setPort(std::uint16_t port) {
     std::lock_guard lock(fMutex);
     enter("setPort", {std::to_string(port)});
     fState.fPort = port;
-}
-
-std::u16string FakeConnectorClient::getLogLocation() {
-    std::lock_guard lock(fMutex);
-    enter("getLogLocation");
-    return fState.fLogLocation;
 }
 
 void FakeConnectorClient::setLogLocation(const std::u16string& logLocation) {
@@ -177,70 +165,16 @@ void FakeConnectorClient::setLogLocation(const std::u16string& logLocation) {
     fState.fLogLocation = logLocation;
 }
 
-std::string FakeConnectorClient::getHostname() {
-    std::lock_guard lock(fMutex);
-    enter("getHostname");
-    return fState.fHostName;
-}
-
 void FakeConnectorClient::setHostname(const std::string& hostName) {
     std::lock_guard lock(fMutex);
     enter("setHostname", {hostName});
     fState.fHostName = hostName;
 }
 
-std::int32_t FakeConnectorClient::getClientAccessMode() {
-    std::lock_guard lock(fMutex);
-    enter("getClientAccessMode");
-    return fState.fAccessMode;
-}
-
 void FakeConnectorClient::setAccessMode(std::int32_t accessMode) {
     std::lock_guard lock(fMutex);
     enter("setAccessMode", {std::to_string(accessMode)});
     fState.fAccessMode = accessMode;
-}
-
-std::vector<std::string> FakeConnectorClient::getServiceNames() {
-    std::lock_guard lock(fMutex);
-    enter("getServiceNames");
-    return fState.fServiceNames;
-}
-
-std::string FakeConnectorClient::getPersonalAccessToken() {
-    std::lock_guard lock(fMutex);
-    enter("getPersonalAccessToken");
-    return fState.fToken;
-}
-
-std::string FakeConnectorClient::getTokenExpirationDate() {
-    std::lock_guard lock(fMutex);
-    enter("getTokenExpirationDate");
-    return fState.fTokenExpirationDate;
-}
-
-std::u16string FakeConnectorClient::getCertificate() {
-    std::lock_guard lock(fMutex);
-    enter("getCertificate");
-    return fState.fCertificate;
-}
-
-std::u16string FakeConnectorClient::getCertificateExpirationDate() {
-    std::lock_guard lock(fMutex);
-    enter("getCertificateExpirationDate");
-    return fState.fCertificateExpirationDate;
-}
-
-std::string FakeConnectorClient::getBaseUrl() {
-    std::lock_guard lock(fMutex);
-    enter("getBaseUrl");
-    return fState.fBaseUrl;
-}
-
-std::int32_t FakeConnectorClient::getStatus() {
-    std::lock_guard lock(fMutex);
-    enter("getStatus");
-    return fState.fStatus;
 }
 
 std::string FakeConnectorClient::getPropertiesJson() {
@@ -258,11 +192,6 @@ void FakeConnectorClient::restoreSettings(std::int32_t port, const std::u16strin
     fState.fLogLocation = logLocation;
     fState.fHostName = hostName;
     fState.fAccessMode = accessMode;
-}
-
-void FakeConnectorClient::refreshServices() {
-    std::lock_guard lock(fMutex);
-    enter("refreshServices");
 }
 
 void FakeConnectorClient::changeToken(std::uint32_t days) {
@@ -301,11 +230,6 @@ void FakeConnectorClient::resetConnector() {
     fState.fHostName = defaults.fHostName;
     fState.fAccessMode = defaults.fAccessMode;
     fState.fToken = "token-after-reset";
-}
-
-void FakeConnectorClient::notifyVshUpdate() {
-    std::lock_guard lock(fMutex);
-    enter("notifyVshUpdate");
 }
 
 std::u16string FakeConnectorClient::getAccessLogLocation() {

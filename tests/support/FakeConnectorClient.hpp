@@ -106,25 +106,39 @@ class FakeConnectorClient final : public rest::kv::connectorclient::RestFcnConne
     std::optional<std::thread::id> fireUpdateCallback();
 
     // ---- RestFcnConnectorClient --------------------------------------------------------
-    std::uint16_t getPort() override;
+    std::uint16_t getPort() override { return read("getPort", &ClientState::fPort); }
     void setPort(std::uint16_t port) override;
-    std::u16string getLogLocation() override;
+    std::u16string getLogLocation() override {
+        return read("getLogLocation", &ClientState::fLogLocation);
+    }
     void setLogLocation(const std::u16string& logLocation) override;
-    std::string getHostname() override;
+    std::string getHostname() override { return read("getHostname", &ClientState::fHostName); }
     void setHostname(const std::string& hostName) override;
-    std::int32_t getClientAccessMode() override;
+    std::int32_t getClientAccessMode() override {
+        return read("getClientAccessMode", &ClientState::fAccessMode);
+    }
     void setAccessMode(std::int32_t accessMode) override;
-    std::vector<std::string> getServiceNames() override;
-    std::string getPersonalAccessToken() override;
-    std::string getTokenExpirationDate() override;
-    std::u16string getCertificate() override;
-    std::u16string getCertificateExpirationDate() override;
-    std::string getBaseUrl() override;
-    std::int32_t getStatus() override;
+    std::vector<std::string> getServiceNames() override {
+        return read("getServiceNames", &ClientState::fServiceNames);
+    }
+    std::string getPersonalAccessToken() override {
+        return read("getPersonalAccessToken", &ClientState::fToken);
+    }
+    std::string getTokenExpirationDate() override {
+        return read("getTokenExpirationDate", &ClientState::fTokenExpirationDate);
+    }
+    std::u16string getCertificate() override {
+        return read("getCertificate", &ClientState::fCertificate);
+    }
+    std::u16string getCertificateExpirationDate() override {
+        return read("getCertificateExpirationDate", &ClientState::fCertificateExpirationDate);
+    }
+    std::string getBaseUrl() override { return read("getBaseUrl", &ClientState::fBaseUrl); }
+    std::int32_t getStatus() override { return read("getStatus", &ClientState::fStatus); }
     std::string getPropertiesJson() override;
     void restoreSettings(std::int32_t port, const std::u16string& logLocation,
                          const std::string& hostName, std::int32_t accessMode) override;
-    void refreshServices() override;
+    void refreshServices() override { record("refreshServices"); }
     void changeToken(std::uint32_t days) override;
     void changeCertificate(const std::u16string& privateKeyPath,
                            const std::u16string& certificatePath,
@@ -132,13 +146,25 @@ class FakeConnectorClient final : public rest::kv::connectorclient::RestFcnConne
     void startConnector() override;
     void stopConnector() override;
     void resetConnector() override;
-    void notifyVshUpdate() override;
+    void notifyVshUpdate() override { record("notifyVshUpdate"); }
     std::u16string getAccessLogLocation() override;
     void registerVshUpdateCallback(std::function<void()> callback) override;
 
   private:
     /// Records the call and throws the operation's fault, if any. Caller holds fMutex.
     void enter(const std::string& operation, std::vector<std::string> args = {});
+    /// A getter: records the call, throws its fault or answers the member.
+    template <typename T>
+    T read(const char* operation, T ClientState::*member) {
+        std::lock_guard lock(fMutex);
+        enter(operation);
+        return fState.*member;
+    }
+    /// An operation without arguments or answer.
+    void record(const char* operation) {
+        std::lock_guard lock(fMutex);
+        enter(operation);
+    }
 
     mutable std::mutex fMutex;
     // Guarded by fMutex.

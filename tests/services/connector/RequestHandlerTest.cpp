@@ -134,6 +134,7 @@ TEST(DocsPageTest, FixedFilesWithoutTheTokenAndNothingElse) {
 
 TEST_F(RequestHandlerTest, StatusesAndIdentifiers) {
     const std::string call = R"({"args":[1,2],"nargout":1})";
+    using http::verb;
     struct Case {
         http::verb fMethod;
         const char* fTarget;
@@ -141,47 +142,41 @@ TEST_F(RequestHandlerTest, StatusesAndIdentifiers) {
         std::string fAuthorization;
         unsigned fStatus;
         const char* fId;  // "" for a success
-    } cases[] = {
-        {http::verb::get, "/v1/health", "", "", 200, ""},
-        {http::verb::post, "/v1/health", "", "", 405, errorid::kMethodNotAllowed},
-        {http::verb::get, "/v1/services", "", "", 401, errorid::kMissingToken},
-        {http::verb::get, "/v1/services", "", "Basic abc", 401, errorid::kMissingToken},
-        {http::verb::get, "/v1/services", "", "Bearer 0123", 401, errorid::kInvalidToken},
-        {http::verb::get, "/v1/services", "", "valid", 200, ""},
-        {http::verb::delete_, "/v1/services", "", "valid", 405, errorid::kMethodNotAllowed},
-        {http::verb::get, "/v1/services/math", "", "valid", 200, ""},
-        {http::verb::get, "/v1/services/nope", "", "valid", 404, errorid::kUnknownService},
-        {http::verb::post, "/v1/services/nope/plus", call, "valid", 404, errorid::kUnknownService},
-        {http::verb::post, "/v1/services/math/minus", call, "valid", 404,
-         errorid::kUnknownFunction},
-        {http::verb::post, "/v1/services/math/gone", call, "valid", 404, errorid::kUnknownFunction},
-        {http::verb::get, "/v1/services/math/plus", "", "valid", 200, ""},  // its metadata
-        {http::verb::put, "/v1/services/math/plus", "", "valid", 405, errorid::kMethodNotAllowed},
-        {http::verb::post, "/v1/services/math/plus", call, "valid", 200, ""},
-        {http::verb::post, "/v1/services/math/plus", call, "", 401, errorid::kMissingToken},
-        {http::verb::post, "/v1/services/math/plus", "{\"args\":", "valid", 400,
-         errorid::kInvalidJson},
-        {http::verb::post, "/v1/services/math/plus", "[1,2]", "valid", 400,
-         errorid::kInvalidRequest},
-        {http::verb::post, "/v1/services/math/plus", R"({"args":5})", "valid", 400,
-         errorid::kInvalidRequest},
-        {http::verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":-1})", "valid", 400,
-         errorid::kInvalidRequest},
-        {http::verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":1.5})", "valid", 400,
-         errorid::kInvalidRequest},
-        {http::verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":"1"})", "valid", 400,
-         errorid::kInvalidRequest},
-        {http::verb::post, "/v1/services/math/plus", R"({"args":[{"1a":true}]})", "valid", 400,
-         errorid::kInvalidArguments},
-        {http::verb::post, "/v1/services/math/boom", call, "valid", 500, "KORVAN:test:Boom"},
-        {http::verb::post, "/v1/services/math/cube", call, "valid", 500, errorid::kInvalidResult},
-        {http::verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":2})", "valid", 500,
-         errorid::kInvalidResult},
-        {http::verb::get, "/v1", "", "valid", 404, errorid::kNotFound},
-        {http::verb::get, "/v2/health", "", "", 404, errorid::kNotFound},
-        {http::verb::get, "/v1health", "", "", 404, errorid::kNotFound},
-        {http::verb::get, "/v1/services/math/plus/x", "", "valid", 404, errorid::kNotFound},
     };
+    // clang-format off
+    const Case cases[] = {
+        {verb::get, "/v1/health", "", "", 200, ""},
+        {verb::post, "/v1/health", "", "", 405, errorid::kMethodNotAllowed},
+        {verb::get, "/v1/services", "", "", 401, errorid::kMissingToken},
+        {verb::get, "/v1/services", "", "Basic abc", 401, errorid::kMissingToken},
+        {verb::get, "/v1/services", "", "Bearer 0123", 401, errorid::kInvalidToken},
+        {verb::get, "/v1/services", "", "valid", 200, ""},
+        {verb::delete_, "/v1/services", "", "valid", 405, errorid::kMethodNotAllowed},
+        {verb::get, "/v1/services/math", "", "valid", 200, ""},
+        {verb::get, "/v1/services/nope", "", "valid", 404, errorid::kUnknownService},
+        {verb::post, "/v1/services/nope/plus", call, "valid", 404, errorid::kUnknownService},
+        {verb::post, "/v1/services/math/minus", call, "valid", 404, errorid::kUnknownFunction},
+        {verb::post, "/v1/services/math/gone", call, "valid", 404, errorid::kUnknownFunction},
+        {verb::get, "/v1/services/math/plus", "", "valid", 200, ""},  // its metadata
+        {verb::put, "/v1/services/math/plus", "", "valid", 405, errorid::kMethodNotAllowed},
+        {verb::post, "/v1/services/math/plus", call, "valid", 200, ""},
+        {verb::post, "/v1/services/math/plus", call, "", 401, errorid::kMissingToken},
+        {verb::post, "/v1/services/math/plus", "{\"args\":", "valid", 400, errorid::kInvalidJson},
+        {verb::post, "/v1/services/math/plus", "[1,2]", "valid", 400, errorid::kInvalidRequest},
+        {verb::post, "/v1/services/math/plus", R"({"args":5})", "valid", 400, errorid::kInvalidRequest},
+        {verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":-1})", "valid", 400, errorid::kInvalidRequest},
+        {verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":1.5})", "valid", 400, errorid::kInvalidRequest},
+        {verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":"1"})", "valid", 400, errorid::kInvalidRequest},
+        {verb::post, "/v1/services/math/plus", R"({"args":[{"1a":true}]})", "valid", 400, errorid::kInvalidArguments},
+        {verb::post, "/v1/services/math/boom", call, "valid", 500, "KORVAN:test:Boom"},
+        {verb::post, "/v1/services/math/cube", call, "valid", 500, errorid::kInvalidResult},
+        {verb::post, "/v1/services/math/plus", R"({"args":[],"nargout":2})", "valid", 500, errorid::kInvalidResult},
+        {verb::get, "/v1", "", "valid", 404, errorid::kNotFound},
+        {verb::get, "/v2/health", "", "", 404, errorid::kNotFound},
+        {verb::get, "/v1health", "", "", 404, errorid::kNotFound},
+        {verb::get, "/v1/services/math/plus/x", "", "valid", 404, errorid::kNotFound},
+    };
+    // clang-format on
     for (const auto& c : cases) {
         const Response r = send(c.fMethod, c.fTarget, c.fBody, c.fAuthorization);
         SCOPED_TRACE(std::string(http::to_string(c.fMethod)) + " " + c.fTarget + " " + c.fBody);
