@@ -16,6 +16,7 @@ cases=(
   "fuzz|--bogus;1 2"
   "test|--bogus;-L host --no-such-option"
   "coverage|--bogus;-L host --no-such-option"
+  "coverage-unique|--bogus;extra"
   "check|--bogus"
   "probe-https|--bogus"
 )
