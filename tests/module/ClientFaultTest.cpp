@@ -30,25 +30,21 @@ struct OperationCase {
 
 const std::vector<OperationCase>& operationCases() {
     static const std::string logFolder = std::filesystem::temp_directory_path().string();
+    // clang-format off
     static const std::vector<OperationCase> cases = {
         {"getPort", 0, [](const Value& c) { user::get(c, "Port"); }, ""},
         {"setPort", 0, [](const Value& c) { user::set(c, "Port", num(8081)); }, ""},
         {"getLogLocation", 0, [](const Value& c) { user::get(c, "LogLocation"); }, ""},
-        {"setLogLocation", 0, [](const Value& c) { user::set(c, "LogLocation", str(logFolder)); },
-         ""},
+        {"setLogLocation", 0, [](const Value& c) { user::set(c, "LogLocation", str(logFolder)); }, ""},
         {"getHostname", 0, [](const Value& c) { user::get(c, "HostName"); }, ""},
         {"setHostname", 0, [](const Value& c) { user::set(c, "HostName", str("127.0.0.1")); }, ""},
         {"getClientAccessMode", 0, [](const Value& c) { user::get(c, "ClientAccessMode"); }, ""},
-        {"setAccessMode", 0,
-         [](const Value& c) { user::set(c, "ClientAccessMode", str("remote")); }, ""},
+        {"setAccessMode", 0, [](const Value& c) { user::set(c, "ClientAccessMode", str("remote")); }, ""},
         {"getServiceNames", 0, [](const Value& c) { user::get(c, "ServiceNames"); }, ""},
-        {"getPersonalAccessToken", 0,
-         [](const Value& c) { user::get(c, "RESTPersonalAccessToken"); }, ""},
-        {"getTokenExpirationDate", 0, [](const Value& c) { user::get(c, "TokenExpirationDate"); },
-         ""},
+        {"getPersonalAccessToken", 0, [](const Value& c) { user::get(c, "RESTPersonalAccessToken"); }, ""},
+        {"getTokenExpirationDate", 0, [](const Value& c) { user::get(c, "TokenExpirationDate"); }, ""},
         {"getCertificate", 0, [](const Value& c) { user::get(c, "Certificate"); }, ""},
-        {"getCertificateExpirationDate", 0,
-         [](const Value& c) { user::get(c, "CertificateExpirationDate"); }, ""},
+        {"getCertificateExpirationDate", 0, [](const Value& c) { user::get(c, "CertificateExpirationDate"); }, ""},
         {"getBaseUrl", 0, [](const Value& c) { user::get(c, "BaseURL"); }, ""},
         {"getStatus", 0, [](const Value& c) { user::get(c, "Status"); }, ""},
         {"startConnector", 0, [](const Value& c) { user::method(c, "start"); }, kStartFailed},
@@ -59,6 +55,7 @@ const std::vector<OperationCase>& operationCases() {
         {"changeToken", 0, [](const Value& c) { user::method(c, "changeToken", {num(7)}); }, ""},
         {"changeCertificate", 0, [](const Value& c) { user::method(c, "changeCertificate"); }, ""},
     };
+    // clang-format on
     return cases;
 }
 

@@ -50,6 +50,7 @@ using DocumentTest = ModuleTest;
 
 TEST_F(DocumentTest, ResetRefreshesFromTheDocumentAndReportsItsFaultsUnchanged) {
     const std::string valid = document();
+    // clang-format off
     const std::vector<DocumentCase> cases = {
         {"valid", valid, ""},
         {"extra members are ignored", document({{"Extra", "[1,2]"}, {"More", "{\"a\":1}"}}), ""},
@@ -60,17 +61,13 @@ TEST_F(DocumentTest, ResetRefreshesFromTheDocumentAndReportsItsFaultsUnchanged) 
         {"port outside the setter's range", document({{"Port", "80"}}), ""},
         {"unknown access mode", document({{"ClientAccessMode", "7"}}), ""},
         {"largest access mode", document({{"ClientAccessMode", "2147483647.5"}}), ""},
-        {"access mode too large", document({{"ClientAccessMode", "2147483648"}}),
-         "positive overflow"},
-        {"access mode too small", document({{"ClientAccessMode", "-2147483649"}}),
-         "negative overflow"},
+        {"access mode too large", document({{"ClientAccessMode", "2147483648"}}), "positive overflow"},
+        {"access mode too small", document({{"ClientAccessMode", "-2147483649"}}), "negative overflow"},
         {"smallest status", document({{"Status", "-2147483648.5"}}), ""},
         {"status too large", document({{"Status", "4294967296"}}), "positive overflow"},
         {"port as text", document({{"Port", "\"9920\""}}), "invalid conversion: string to double"},
-        {"log location as number", document({{"LogLocation", "5"}}),
-         "invalid conversion: double to string"},
-        {"service names as list", document({{"ServiceNames", "[\"a\"]"}}),
-         "invalid conversion: array to string"},
+        {"log location as number", document({{"LogLocation", "5"}}), "invalid conversion: double to string"},
+        {"service names as list", document({{"ServiceNames", "[\"a\"]"}}), "invalid conversion: array to string"},
         {"status missing", document({}, {"Status"}), "invalid conversion: undefined to double"},
         {"base url missing", document({}, {"BaseUrl"}), "invalid conversion: undefined to string"},
         {"second object after the first", document({}, {}, " {}"), "Parse incomplete"},
@@ -78,6 +75,7 @@ TEST_F(DocumentTest, ResetRefreshesFromTheDocumentAndReportsItsFaultsUnchanged) 
         {"not JSON", "Port=9920", "JSON ParserException (E"},
         {"cut short", valid.substr(0, valid.size() / 2), "JSON ParserException (E"},
     };
+    // clang-format on
     Value c = user::connector();
     for (const auto& k : cases) {
         SCOPED_TRACE(k.what);

@@ -35,6 +35,7 @@ const char* const kType = "KORVAN:restFcnService:InvalidTokenDaysType";
 const char* const kRange = "KORVAN:restFcnService:InvalidTokenDays";
 
 const std::vector<TokenCase>& tokenCases() {
+    // clang-format off
     static const std::vector<TokenCase> cases = {
         {"no argument: 30 days", [] { return std::vector<Value>{}; }, 0, "", "30"},
         {"1 day", [] { return std::vector<Value>{num(1)}; }, 0, "", "1"},
@@ -47,30 +48,19 @@ const std::vector<TokenCase>& tokenCases() {
         {"duration of 0 days", [] { return std::vector<Value>{daysOf(num(0))}; }, 0, kRange, ""},
         {"2.5", [] { return std::vector<Value>{num(2.5)}; }, 0, kType, ""},
         {"NaN", [] { return std::vector<Value>{num(std::nan(""))}; }, 0, kType, ""},
-        {"Inf", [] { return std::vector<Value>{num(std::numeric_limits<double>::infinity())}; }, 0,
-         kType, ""},
-        {"1-by-2 double",
-         [] {
-             return std::vector<Value>{doubles(1, 2, {7, 8})};
-         },
-         0, kType, ""},
+        {"Inf", [] { return std::vector<Value>{num(std::numeric_limits<double>::infinity())}; }, 0, kType, ""},
+        {"1-by-2 double", [] { return std::vector<Value>{doubles(1, 2, {7, 8})}; }, 0, kType, ""},
         {"complex", [] { return std::vector<Value>{complexNum(7, 1)}; }, 0, kType, ""},
         {"logical", [] { return std::vector<Value>{logical(true)}; }, 0, kType, ""},
         {"text", [] { return std::vector<Value>{str("7")}; }, 0, kType, ""},
         {"int32", [] { return std::vector<Value>{int32(7)}; }, 0, kType, ""},
         {"duration of 1.5 days", [] { return std::vector<Value>{daysOf(num(1.5))}; }, 0, kType, ""},
-        {"1-by-2 duration",
-         [] {
-             return std::vector<Value>{daysOf(doubles(1, 2, {7, 8}))};
-         },
-         0, kType, ""},
-        {"running, valid", [] { return std::vector<Value>{num(7)}; }, 1,
-         "KORVAN:restFcnService:CannotModifyConnector", ""},
-        {"running, invalid argument", [] { return std::vector<Value>{str("x")}; }, 1,
-         "KORVAN:restFcnService:CannotModifyConnector", ""},
-        {"running, no argument", [] { return std::vector<Value>{}; }, 1,
-         "KORVAN:restFcnService:CannotModifyConnector", ""},
+        {"1-by-2 duration", [] { return std::vector<Value>{daysOf(doubles(1, 2, {7, 8}))}; }, 0, kType, ""},
+        {"running, valid", [] { return std::vector<Value>{num(7)}; }, 1, "KORVAN:restFcnService:CannotModifyConnector", ""},
+        {"running, invalid argument", [] { return std::vector<Value>{str("x")}; }, 1, "KORVAN:restFcnService:CannotModifyConnector", ""},
+        {"running, no argument", [] { return std::vector<Value>{}; }, 1, "KORVAN:restFcnService:CannotModifyConnector", ""},
     };
+    // clang-format on
     return cases;
 }
 

@@ -39,67 +39,36 @@ struct Row {
 };
 
 std::vector<Row> rows() {
+    // clang-format off
     return {
         {"getPort", [](auto& c) { EXPECT_EQ(c.getPort(), 8080); }, "getPort", "{}", "8080"},
-        {"getPortWrittenAsDouble", [](auto& c) { EXPECT_EQ(c.getPort(), 9920); }, "getPort", "{}",
-         "9920.0"},
+        {"getPortWrittenAsDouble", [](auto& c) { EXPECT_EQ(c.getPort(), 9920); }, "getPort", "{}", "9920.0"},
         {"setPort", [](auto& c) { c.setPort(65535); }, "setPort", R"({"port":65535})", "null"},
-        {"getLogLocation",
-         [](auto& c) { EXPECT_EQ(c.getLogLocation(), u"/home/jürgen/журнал/日志/\U0001F600"); },
-         "getLogLocation", "{}", "\"/home/jürgen/журнал/日志/\U0001F600\""},
-        {"setLogLocation", [](auto& c) { c.setLogLocation(u"/tmp/Ωmega/\U0001F600 logs"); },
-         "setLogLocation", "{\"logLocation\":\"/tmp/Ωmega/\U0001F600 logs\"}", "null"},
-        {"getHostname", [](auto& c) { EXPECT_EQ(c.getHostname(), "example.test"); }, "getHostname",
-         "{}", R"("example.test")"},
-        {"setHostname", [](auto& c) { c.setHostname("host \"quoted\""); }, "setHostname",
-         R"({"hostName":"host \"quoted\""})", "null"},
-        {"getClientAccessMode", [](auto& c) { EXPECT_EQ(c.getClientAccessMode(), 1); },
-         "getClientAccessMode", "{}", "1"},
-        {"setAccessMode", [](auto& c) { c.setAccessMode(1); }, "setAccessMode",
-         R"({"accessMode":1})", "null"},
-        {"getServiceNames",
-         [](auto& c) {
-             EXPECT_EQ(c.getServiceNames(), (std::vector<std::string>{"math", "tëxt"}));
-         },
-         "getServiceNames", "{}", R"(["math","tëxt"])"},
-        {"getServiceNamesEmpty", [](auto& c) { EXPECT_TRUE(c.getServiceNames().empty()); },
-         "getServiceNames", "{}", "[]"},
-        {"getPersonalAccessToken", [](auto& c) { EXPECT_EQ(c.getPersonalAccessToken(), "tok"); },
-         "getPersonalAccessToken", "{}", R"("tok")"},
-        {"getTokenExpirationDate",
-         [](auto& c) { EXPECT_EQ(c.getTokenExpirationDate(), "21-Nov-2026"); },
-         "getTokenExpirationDate", "{}", R"("21-Nov-2026")"},
-        {"getCertificate",
-         [](auto& c) { EXPECT_EQ(c.getCertificate(), u"/settings/Zertifikät/cert.pem"); },
-         "getCertificate", "{}", R"("/settings/Zertifikät/cert.pem")"},
-        {"getCertificateExpirationDate",
-         [](auto& c) { EXPECT_EQ(c.getCertificateExpirationDate(), u"01-Jan-2027"); },
-         "getCertificateExpirationDate", "{}", R"("01-Jan-2027")"},
-        {"getBaseUrl", [](auto& c) { EXPECT_EQ(c.getBaseUrl(), "https://localhost:9920/v1"); },
-         "getBaseUrl", "{}", R"("https://localhost:9920/v1")"},
+        {"getLogLocation", [](auto& c) { EXPECT_EQ(c.getLogLocation(), u"/home/jürgen/журнал/日志/\U0001F600"); }, "getLogLocation", "{}", "\"/home/jürgen/журнал/日志/\U0001F600\""},
+        {"setLogLocation", [](auto& c) { c.setLogLocation(u"/tmp/Ωmega/\U0001F600 logs"); }, "setLogLocation", "{\"logLocation\":\"/tmp/Ωmega/\U0001F600 logs\"}", "null"},
+        {"getHostname", [](auto& c) { EXPECT_EQ(c.getHostname(), "example.test"); }, "getHostname", "{}", R"("example.test")"},
+        {"setHostname", [](auto& c) { c.setHostname("host \"quoted\""); }, "setHostname", R"({"hostName":"host \"quoted\""})", "null"},
+        {"getClientAccessMode", [](auto& c) { EXPECT_EQ(c.getClientAccessMode(), 1); }, "getClientAccessMode", "{}", "1"},
+        {"setAccessMode", [](auto& c) { c.setAccessMode(1); }, "setAccessMode", R"({"accessMode":1})", "null"},
+        {"getServiceNames", [](auto& c) { EXPECT_EQ(c.getServiceNames(), (std::vector<std::string>{"math", "tëxt"})); }, "getServiceNames", "{}", R"(["math","tëxt"])"},
+        {"getServiceNamesEmpty", [](auto& c) { EXPECT_TRUE(c.getServiceNames().empty()); }, "getServiceNames", "{}", "[]"},
+        {"getPersonalAccessToken", [](auto& c) { EXPECT_EQ(c.getPersonalAccessToken(), "tok"); }, "getPersonalAccessToken", "{}", R"("tok")"},
+        {"getTokenExpirationDate", [](auto& c) { EXPECT_EQ(c.getTokenExpirationDate(), "21-Nov-2026"); }, "getTokenExpirationDate", "{}", R"("21-Nov-2026")"},
+        {"getCertificate", [](auto& c) { EXPECT_EQ(c.getCertificate(), u"/settings/Zertifikät/cert.pem"); }, "getCertificate", "{}", R"("/settings/Zertifikät/cert.pem")"},
+        {"getCertificateExpirationDate", [](auto& c) { EXPECT_EQ(c.getCertificateExpirationDate(), u"01-Jan-2027"); }, "getCertificateExpirationDate", "{}", R"("01-Jan-2027")"},
+        {"getBaseUrl", [](auto& c) { EXPECT_EQ(c.getBaseUrl(), "https://localhost:9920/v1"); }, "getBaseUrl", "{}", R"("https://localhost:9920/v1")"},
         {"getStatus", [](auto& c) { EXPECT_EQ(c.getStatus(), 1); }, "getStatus", "{}", "1"},
-        {"restoreSettings", [](auto& c) { c.restoreSettings(8443, u"/logs/é", "h.test", 1); },
-         "restoreSettings",
-         R"({"port":8443,"logLocation":"/logs/é","hostName":"h.test","accessMode":1})", "null"},
+        {"restoreSettings", [](auto& c) { c.restoreSettings(8443, u"/logs/é", "h.test", 1); }, "restoreSettings", R"({"port":8443,"logLocation":"/logs/é","hostName":"h.test","accessMode":1})", "null"},
         {"refreshServices", [](auto& c) { c.refreshServices(); }, "refreshServices", "{}", "null"},
-        {"changeToken", [](auto& c) { c.changeToken(4000000000u); }, "changeToken",
-         R"({"days":4000000000})", "null"},
-        {"changeCertificateFiles",
-         [](auto& c) {
-             c.changeCertificate(u"/k/ключ.pem", u"/c/cert.pem", {"10.0.0.7", "fe80::1"});
-         },
-         "changeCertificate",
-         R"({"privateKey":"/k/ключ.pem","certificate":"/c/cert.pem","addresses":["10.0.0.7","fe80::1"]})",
-         "null"},
-        {"changeCertificateGenerated", [](auto& c) { c.changeCertificate(u"", u"", {}); },
-         "changeCertificate", R"({"privateKey":"","certificate":"","addresses":[]})", "null"},
+        {"changeToken", [](auto& c) { c.changeToken(4000000000u); }, "changeToken", R"({"days":4000000000})", "null"},
+        {"changeCertificateFiles", [](auto& c) { c.changeCertificate(u"/k/ключ.pem", u"/c/cert.pem", {"10.0.0.7", "fe80::1"}); }, "changeCertificate", R"({"privateKey":"/k/ключ.pem","certificate":"/c/cert.pem","addresses":["10.0.0.7","fe80::1"]})", "null"},
+        {"changeCertificateGenerated", [](auto& c) { c.changeCertificate(u"", u"", {}); }, "changeCertificate", R"({"privateKey":"","certificate":"","addresses":[]})", "null"},
         {"startConnector", [](auto& c) { c.startConnector(); }, "startConnector", "{}", "null"},
         {"stopConnector", [](auto& c) { c.stopConnector(); }, "stopConnector", "{}", "null"},
         {"resetConnector", [](auto& c) { c.resetConnector(); }, "resetConnector", "{}", "null"},
-        {"getAccessLogLocation",
-         [](auto& c) { EXPECT_EQ(c.getAccessLogLocation(), u"/logs/\u00e5tkomst"); },
-         "getAccessLogLocation", "{}", R"("/logs/\u00e5tkomst")"},
+        {"getAccessLogLocation", [](auto& c) { EXPECT_EQ(c.getAccessLogLocation(), u"/logs/\u00e5tkomst"); }, "getAccessLogLocation", "{}", R"("/logs/\u00e5tkomst")"},
     };
+    // clang-format on
 }
 
 TEST_F(ForwardingTest, EachOperationIsOneInvokeWithItsArgumentsAndConvertedResult) {
@@ -196,15 +165,14 @@ TEST_F(ForwardingTest, ExceptionsOfTheServiceCarryAnIdentifierAndTheirText) {
         const char* fIdentifier;
         const char* fText;
     };
+    // clang-format off
     const std::vector<Case> cases = {
-        {[] { throw std::invalid_argument("unknown operation: startConnector"); },
-         "KORVAN:connectorClient:ServiceFailed", "unknown operation: startConnector"},
-        {[] { throw ServiceFault(); }, "KORVAN:connectorClient:ServiceFailed",
-         "Port 9920 is already in use."},
+        {[] { throw std::invalid_argument("unknown operation: startConnector"); }, "KORVAN:connectorClient:ServiceFailed", "unknown operation: startConnector"},
+        {[] { throw ServiceFault(); }, "KORVAN:connectorClient:ServiceFailed", "Port 9920 is already in use."},
         {[] { throw 42; }, "KORVAN:connectorClient:ServiceFailed", "unknown error"},
-        {[] { korvan::host::throwError("KORVAN:connectorService", "CertificateUnusable", "x"); },
-         "KORVAN:connectorService:CertificateUnusable", "cannot be used: x"},
+        {[] { korvan::host::throwError("KORVAN:connectorService", "CertificateUnusable", "x"); }, "KORVAN:connectorService:CertificateUnusable", "cannot be used: x"},
     };
+    // clang-format on
     for (const auto& c : cases) {
         SCOPED_TRACE(c.fIdentifier);
         fService->failWith(c.fThrow);

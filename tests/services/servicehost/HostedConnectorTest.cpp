@@ -9,7 +9,6 @@
 #include "HostedTestSupport.hpp"
 #include "foundation/core/except/IException.hpp"
 #include "korvan/services/connector/Certificate.hpp"
-#include "rest/kv/connectorservice/Operations.hpp"
 
 namespace {
 
@@ -44,6 +43,7 @@ struct Step {
 TEST_F(HostedConnectorTest, OperationsTable) {
     auto c = makeConnector();
     const std::string logs = json::serialize(json::value(fStore->defaultLogFolder().string()));
+    // clang-format off
     const Step steps[] = {
         {"getPort", "{}", "9920"},
         {"getHostname", "{}", R"("")"},
@@ -61,8 +61,7 @@ TEST_F(HostedConnectorTest, OperationsTable) {
         {"getBaseUrl", "{}", R"("https://box.example:8443/v1")"},
         {"setAccessMode", R"({"accessMode": 1})", "null"},
         {"getClientAccessMode", "{}", "1"},
-        {"restoreSettings", R"({"port": 9000, "logLocation": "", "hostName": "", "accessMode": 0})",
-         "null"},
+        {"restoreSettings", R"({"port": 9000, "logLocation": "", "hostName": "", "accessMode": 0})", "null"},
         {"getPort", "{}", "9000"},
         {"getHostname", "{}", R"("")"},
         {"getClientAccessMode", "{}", "0"},
@@ -71,6 +70,7 @@ TEST_F(HostedConnectorTest, OperationsTable) {
         {"stopConnector", "{}", "null"},
         {"changeToken", R"({"days": 365})", "null"},
     };
+    // clang-format on
     for (const Step& step : steps) {
         SCOPED_TRACE(std::string(step.fOperation) + " " + step.fArguments);
         const std::string expected = std::string(step.fResult) == "*" ? logs : step.fResult;
@@ -80,20 +80,6 @@ TEST_F(HostedConnectorTest, OperationsTable) {
     EXPECT_EQ(stored.fPort, 9000);
     EXPECT_EQ(stored.fHostName, "");
     EXPECT_EQ(stored.fAccessMode, 0);
-}
-
-TEST_F(HostedConnectorTest, EveryDeclaredOperationIsImplemented) {
-    namespace op = rest::kv::connectorservice::op;
-    auto c = makeConnector();
-    for (const std::string_view name :
-         {op::getPort, op::getLogLocation, op::getHostname, op::getClientAccessMode,
-          op::getServiceNames, op::getPersonalAccessToken, op::getTokenExpirationDate,
-          op::getCertificate, op::getCertificateExpirationDate, op::getBaseUrl, op::getStatus,
-          op::getPropertiesJson, op::refreshServices, op::stopConnector, op::resetConnector,
-          op::getAccessLogLocation}) {
-        SCOPED_TRACE(std::string(name));
-        EXPECT_NO_THROW(c->invoke(std::string(name), "{}"));
-    }
 }
 
 TEST_F(HostedConnectorTest, PropertyDocument) {
@@ -140,6 +126,7 @@ TEST_F(HostedConnectorTest, MalformedArgumentsAndUnknownOperationsAreRefused) {
     auto c = makeConnector();
     call(*c, "getPropertiesJson");  // token and certificate exist before the refusals
     const ConnectorSettings before = fStore->current();
+    // clang-format off
     const Refusal refusals[] = {
         {"frobnicate", "{}", "no operation \"frobnicate\""},
         {"", "{}", "no operation"},
@@ -157,10 +144,8 @@ TEST_F(HostedConnectorTest, MalformedArgumentsAndUnknownOperationsAreRefused) {
         {"setAccessMode", R"({"accessMode": "remote"})", "\"accessMode\""},
         {"setHostname", R"({"hostName": 5})", "\"hostName\""},
         {"setLogLocation", R"({"location": "/tmp"})", "\"logLocation\""},
-        {"restoreSettings", R"({"port": 9000, "logLocation": "", "hostName": ""})",
-         "\"accessMode\""},
-        {"restoreSettings",
-         R"({"port": 70000, "logLocation": "", "hostName": "", "accessMode": 0})", "\"port\""},
+        {"restoreSettings", R"({"port": 9000, "logLocation": "", "hostName": ""})", "\"accessMode\""},
+        {"restoreSettings", R"({"port": 70000, "logLocation": "", "hostName": "", "accessMode": 0})", "\"port\""},
         {"changeToken", "{}", "\"days\""},
         {"changeToken", R"({"days": 0})", "1 to 365"},
         {"changeToken", R"({"days": 366})", "1 to 365"},
@@ -170,6 +155,7 @@ TEST_F(HostedConnectorTest, MalformedArgumentsAndUnknownOperationsAreRefused) {
         {"changeCertificate", R"({"privateKey": "/k.pem"})", "both"},
         {"changeCertificate", R"({"certificate": 3})", "\"certificate\""},
     };
+    // clang-format on
     for (const Refusal& r : refusals) {
         SCOPED_TRACE(std::string(r.fOperation) + " " + r.fArguments);
         try {
@@ -228,18 +214,6 @@ TEST_F(HostedConnectorTest, ACertificateWhoseFilesAreGoneIsGeneratedAgainAndPers
     // Also when they disappear while the instance lives.
     fs::remove_all(fStore->certificateFolder());
     EXPECT_TRUE(fs::is_regular_file(callText(*c, "getCertificate")));
-}
-
-TEST_F(HostedConnectorTest, ACorruptSettingsFileGivesDefaultsAndIsReported) {
-    fs::create_directories(prefs() / "rest");
-    std::ofstream(prefs() / "rest" / "connector.json") << R"({"version": 1, "port": "x"})";
-    auto c = makeConnector();
-    EXPECT_EQ(call(*c, "getPort"), json::value(9920));
-    EXPECT_THAT(fStore->loadProblem(), HasSubstr("connector.json"));
-    EXPECT_THAT(connectorLog(), HasSubstr(fStore->loadProblem()));
-    // The defaults are usable: a change is written to a fresh file.
-    call(*c, "setPort", R"({"port": 8000})");
-    EXPECT_EQ(SettingsStore(prefs()).current().fPort, 8000);
 }
 
 TEST_F(HostedConnectorTest, ResetRestoresDefaultsKeepsTheHourAndIssuesAFreshToken) {
@@ -393,20 +367,6 @@ TEST_F(HostedConnectorTest, TokenChangeIsPersistedAndLoggedWithoutTheToken) {
         EXPECT_THAT(line,
                     MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z .+"));
     EXPECT_EQ(count, 2);
-}
-
-TEST_F(HostedConnectorTest, AFailedSettingsWriteChangesNothing) {
-    auto c = makeConnector();
-    call(*c, "getPropertiesJson");
-    const ConnectorSettings before = fStore->current();
-    // The settings file's folder becomes a file: every write fails from now on.
-    fs::remove_all(prefs() / "rest");
-    std::ofstream(prefs() / "rest") << "in the way";
-    EXPECT_THROW(c->invoke("setPort", R"({"port": 8000})"), std::runtime_error);
-    EXPECT_EQ(call(*c, "getPort"), json::value(9920));
-    EXPECT_THROW(c->invoke("changeToken", R"({"days": 9})"), std::runtime_error);
-    EXPECT_EQ(callText(*c, "getPersonalAccessToken"), before.fToken);
-    EXPECT_EQ(fStore->current(), before);
 }
 
 TEST_F(HostedConnectorTest, AfterShutdownEveryOperationThrows) {

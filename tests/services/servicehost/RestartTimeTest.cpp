@@ -44,21 +44,21 @@ TEST(RestartTimeTest, InUniversalTime) {
     ScopedTimeZone zone("UTC0");
     const auto afternoon = utc(2026, 11, 22, 14, 30);
     const auto halfSecond = std::chrono::milliseconds(500);
+    // clang-format off
     const Case cases[] = {
         {"later today", afternoon, 15, utc(2026, 11, 22, 15)},
         {"last hour of today", afternoon, 23, utc(2026, 11, 22, 23)},
         {"inside the hour: now", afternoon, 14, afternoon},
         {"start of the hour: now", utc(2026, 11, 22, 14), 14, utc(2026, 11, 22, 14)},
-        {"end of the hour: now", utc(2026, 11, 22, 14, 59, 59) + halfSecond, 14,
-         utc(2026, 11, 22, 14, 59, 59) + halfSecond},
-        {"half a second before the hour", utc(2026, 11, 22, 14, 59, 59) + halfSecond, 15,
-         utc(2026, 11, 22, 15)},
+        {"end of the hour: now", utc(2026, 11, 22, 14, 59, 59) + halfSecond, 14, utc(2026, 11, 22, 14, 59, 59) + halfSecond},
+        {"half a second before the hour", utc(2026, 11, 22, 14, 59, 59) + halfSecond, 15, utc(2026, 11, 22, 15)},
         {"passed: tomorrow", afternoon, 13, utc(2026, 11, 23, 13)},
         {"midnight: tomorrow", afternoon, 0, utc(2026, 11, 23, 0)},
         {"one second before midnight", utc(2026, 11, 22, 23, 59, 59), 0, utc(2026, 11, 23, 0)},
         {"new year", utc(2026, 12, 31, 23, 30), 0, utc(2027, 1, 1, 0)},
         {"leap day", utc(2028, 2, 28, 5), 4, utc(2028, 2, 29, 4)},
     };
+    // clang-format on
     for (const auto& c : cases) check(c);
 }
 
