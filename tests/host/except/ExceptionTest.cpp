@@ -152,15 +152,16 @@ TEST(HostErrorsTest, ArgumentCountCheckOrder) {
         int nlhs, maxOut, nrhs, minIn, maxIn;
         const char* expected;  // nullptr: no error
     };
+    // clang-format off
     const Case cases[] = {
         {1, 1, 2, 1, 2, nullptr},
         {0, 0, 0, 0, 0, nullptr},
         {2, 1, 2, 1, 2, "KORVAN:host:TooManyOutputs"},
-        {2, 1, 9, 1, 2, "KORVAN:host:TooManyOutputs"},  // outputs are checked first
-        {1, 1, 0, 1, 2, "KORVAN:host:NotEnoughInputs"},
+        {2, 1, 9, 1, 2, "KORVAN:host:TooManyOutputs"}, // outputs are checked first {1, 1, 0, 1, 2, "KORVAN:host:NotEnoughInputs"},
         {1, 1, 3, 1, 2, "KORVAN:host:TooManyInputs"},
-        {1, 1, 50, 1, -1, nullptr},  // no upper limit
+        {1, 1, 50, 1, -1, nullptr}, // no upper limit
     };
+    // clang-format on
     for (const auto& c : cases) {
         std::string got;
         try {

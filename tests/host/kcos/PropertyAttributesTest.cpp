@@ -44,6 +44,7 @@ struct Query {
 };
 
 // Bit order of the attribute word: query k reads bit k.
+// clang-format off
 const Query kQueries[] = {
     {"isAbstract", &COSProperty::isAbstract, false, false},
     {"isInitAllowed", &COSProperty::isInitAllowed, true, true},
@@ -59,9 +60,9 @@ const Query kQueries[] = {
     {"isVisible", &COSProperty::isVisible, true, true},
     {"isStatic", &COSProperty::isStatic, false, false},
     {"isDependent", &COSProperty::isDependent, false, false},
-    {"canContainInterfaces", &COSProperty::canContainInterfaces, true, false},  // with type "any"
-    {"isWarnOnCopyError", &COSProperty::isWarnOnCopyError, false, false},
+    {"canContainInterfaces", &COSProperty::canContainInterfaces, true, false}, // with type "any" {"isWarnOnCopyError", &COSProperty::isWarnOnCopyError, false, false},
 };
+// clang-format on
 
 TEST(PropertyAttributesTest, WordsOfTheConnectorAnswerTheSixteenQueries) {
     const COSProperty* a = property("Any3022");

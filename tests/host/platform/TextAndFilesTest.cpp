@@ -18,14 +18,15 @@ TEST(I18n, RoundTripsIncludingNonBmp) {
         std::string utf8;
         std::u16string utf16;
     };
+    // clang-format off
     const Case cases[] = {
         {"", u""},
         {"plain", u"plain"},
         {"h\xC3\xA9llo", u"h\u00e9llo"},
         {"\xE2\x82\xAC 5", u"\u20ac 5"},
-        {"\xF0\x9F\x98\x80!", u"\U0001F600!"},  // one character, two UTF-16 units
-        {std::string("a\0b", 3), std::u16string(u"a\0b", 3)},
+        {"\xF0\x9F\x98\x80!", u"\U0001F600!"}, // one character, two UTF-16 units {std::string("a\0b", 3), std::u16string(u"a\0b", 3)},
     };
+    // clang-format on
     for (const auto& c : cases) {
         EXPECT_EQ(i18n::to_ustring(c.utf8), c.utf16) << c.utf8;
         EXPECT_EQ(i18n::to_string(c.utf16), c.utf8) << c.utf8;

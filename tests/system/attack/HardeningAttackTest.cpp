@@ -52,22 +52,14 @@ TEST_F(HardeningAttack, RefusedRequestsAreAnsweredBeforeTheirBodyIsSent) {
         unsigned fStatus;
     };
     const std::string length = "Content-Length: 1048576\r\n\r\n";
+    // clang-format off
     const std::vector<Case> cases = {
-        {"wrong token",
-         "POST /v1/services/demo/plus HTTP/1.1\r\nHost: localhost\r\n"
-         "Authorization: Bearer wrong\r\n" +
-             length,
-         401},
+        {"wrong token", "POST /v1/services/demo/plus HTTP/1.1\r\nHost: localhost\r\n" "Authorization: Bearer wrong\r\n" + length, 401},
         {"no token", "POST /v1/services/demo/plus HTTP/1.1\r\nHost: localhost\r\n" + length, 401},
-        {"foreign Host",
-         "POST /v1/services/demo/plus HTTP/1.1\r\nHost: evil.example\r\nAuthorization: Bearer " +
-             sToken + "\r\n" + length,
-         421},
-        {"unknown route",
-         "POST /v1/services/nothere/plus HTTP/1.1\r\nHost: localhost\r\nAuthorization: Bearer " +
-             sToken + "\r\n" + length,
-         404},
+        {"foreign Host", "POST /v1/services/demo/plus HTTP/1.1\r\nHost: evil.example\r\nAuthorization: Bearer " + sToken + "\r\n" + length, 421},
+        {"unknown route", "POST /v1/services/nothere/plus HTTP/1.1\r\nHost: localhost\r\nAuthorization: Bearer " + sToken + "\r\n" + length, 404},
     };
+    // clang-format on
     for (const auto& c : cases) {
         SCOPED_TRACE(c.fName);
         Connection connection;

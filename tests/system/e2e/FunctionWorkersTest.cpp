@@ -211,18 +211,13 @@ TEST_F(FunctionWorkers, AWorkerThatDiesFailsOnlyItsCallAndIsReplaced) {
         std::function<Answer()> fRun;
         const char* fIdentifier;
     };
+    // clang-format off
     std::vector<Case> cases = {
-        {"killed with SIGKILL",
-         [&] {
-             auto running = std::async(std::launch::async, [&] { return call("lab/nap", "[5]"); });
-             std::this_thread::sleep_for(300ms);
-             for (pid_t pid : fInvoker->workerPids()) ::kill(pid, SIGKILL);
-             return running.get();
-         },
-         errorid::kWorkerCrashed},
+        {"killed with SIGKILL", [&] { auto running = std::async(std::launch::async, [&] { return call("lab/nap", "[5]"); }); std::this_thread::sleep_for(300ms); for (pid_t pid : fInvoker->workerPids()) ::kill(pid, SIGKILL); return running.get(); }, errorid::kWorkerCrashed},
         // Beyond the worker's memory limit: the host's error, which a function can catch.
         {"out of memory", [&] { return call("lab/hog", "[]"); }, kBeyondTheLimit},
     };
+    // clang-format on
 #if !defined(__SANITIZE_THREAD__)
     // Under the thread sanitizer a worker recurses too slowly to overflow its stack within the
     // call's time-out.

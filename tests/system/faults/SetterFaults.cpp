@@ -90,18 +90,18 @@ SetterFaults::Snapshot SetterFaults::snapshot() const {
 }
 
 void SetterFaults::runFailingSetters() {
+    // clang-format off
     const std::vector<SetterCase> cases = {
         {"setPort", R"({"port":9931})"},
-        {"setLogLocation", boost::json::serialize(boost::json::value{
-                               {"logLocation", (fPrefs / "other-logs").string()}})},
+        {"setLogLocation", boost::json::serialize(boost::json::value{ {"logLocation", (fPrefs / "other-logs").string()}})},
         {"setHostname", R"({"hostName":"other.example"})"},
         {"setAccessMode", R"({"accessMode":1})"},
-        {"restoreSettings",
-         R"({"port":9932,"logLocation":"","hostName":"restored.example","accessMode":1})"},
+        {"restoreSettings", R"({"port":9932,"logLocation":"","hostName":"restored.example","accessMode":1})"},
         {"changeToken", R"({"days":5})"},
         {"changeCertificate", R"({"privateKey":"","certificate":"","addresses":["127.0.0.1"]})"},
         {"resetConnector", "{}"},
     };
+    // clang-format on
     for (const auto& c : cases) {
         const Snapshot before = snapshot();
         if (before.fDocument.rfind("<failed", 0) == 0)
