@@ -179,13 +179,13 @@ TEST_F(FolderCatalog, CallerMistakesAndChosenStatusesAreAnswered4xx) {
     write("demo/teapot.k",
           "function y = teapot()\n  error('HTTP418:Teapot', 'short and stout');\nend\n");
     FolderFunctionCatalog catalog(fRoot);
+    // clang-format off
     const struct {
         const char* fFunction;
         const char* fArgs;
         int fNargout;
         unsigned fStatus;
         const char* fSays;
-    // clang-format off
     } cases[] = {
         {"pair", "[1, 2]", 1, 400, "gave 2 inputs"}, // more inputs than it has {"pair", "[1]", 3, 400, "asked for 3 outputs"}, // more outputs than it gives {"pick", "[7]", 1, 404, "no item 7"},
         {"teapot", "[]", 1, 418, "short and stout"},

@@ -11,16 +11,16 @@ using korvan::services::connector::FunctionMetadata;
 using Names = std::vector<std::string>;
 
 TEST(FunctionHelp, FunctionLinesAndHelpBlocks) {
+    // clang-format off
     const struct {
         const char* fText;
         FunctionMetadata fExpected;
-    // clang-format off
     } cases[] = {
-        {"function s = plus(a, b)\n# plus(a, b): the sum.\n# {\"args\":[1,2]}\n#\n s = a + " "b;\nend\n", {Names{"a", "b"}, Names{"s"}, "plus(a, b): the sum.", " {\"args\":[1,2]}"}},
+        {"function s = plus(a, b)\n# plus(a, b): the sum.\n#   {\"args\":[1,2]}\n#\n  s = a + b;\nend\n", {Names{"a", "b"}, Names{"s"}, "plus(a, b): the sum.", "  {\"args\":[1,2]}"}},
         {"# a note before\n\nfunction [m, s, n] = stats(v)\n# Mean, spread, count.\nm = 1;\n", {Names{"v"}, Names{"m", "s", "n"}, "Mean, spread, count.", ""}},
-        {"function hello\n disp(1)\nend\n", {Names{}, Names{}, "", ""}},
-        {"function noOut(x,y) # trailing comment\n", {Names{"x", "y"}, Names{}, "", ""}},
-        {"function [a,b]=tight(x)\n#One\n# two\n# three\n", {Names{"x"}, Names{"a", "b"}, "One", "two\n three"}},
+        {"function hello\n  disp(1)\nend\n", {Names{}, Names{}, "", ""}},
+        {"function noOut(x,y)  # trailing comment\n", {Names{"x", "y"}, Names{}, "", ""}},
+        {"function [a,b]=tight(x)\n#One\n# two\n#  three\n", {Names{"x"}, Names{"a", "b"}, "One", "two\n three"}},
     };
     // clang-format on
     for (const auto& c : cases) {
