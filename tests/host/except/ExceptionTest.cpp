@@ -157,7 +157,8 @@ TEST(HostErrorsTest, ArgumentCountCheckOrder) {
         {1, 1, 2, 1, 2, nullptr},
         {0, 0, 0, 0, 0, nullptr},
         {2, 1, 2, 1, 2, "KORVAN:host:TooManyOutputs"},
-        {2, 1, 9, 1, 2, "KORVAN:host:TooManyOutputs"}, // outputs are checked first {1, 1, 0, 1, 2, "KORVAN:host:NotEnoughInputs"},
+        {2, 1, 9, 1, 2, "KORVAN:host:TooManyOutputs"},  // outputs are checked first
+        {1, 1, 0, 1, 2, "KORVAN:host:NotEnoughInputs"},
         {1, 1, 3, 1, 2, "KORVAN:host:TooManyInputs"},
         {1, 1, 50, 1, -1, nullptr}, // no upper limit
     };

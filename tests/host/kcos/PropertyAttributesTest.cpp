@@ -60,7 +60,8 @@ const Query kQueries[] = {
     {"isVisible", &COSProperty::isVisible, true, true},
     {"isStatic", &COSProperty::isStatic, false, false},
     {"isDependent", &COSProperty::isDependent, false, false},
-    {"canContainInterfaces", &COSProperty::canContainInterfaces, true, false}, // with type "any" {"isWarnOnCopyError", &COSProperty::isWarnOnCopyError, false, false},
+    {"canContainInterfaces", &COSProperty::canContainInterfaces, true, false},  // with type "any"
+    {"isWarnOnCopyError", &COSProperty::isWarnOnCopyError, false, false},
 };
 // clang-format on
 

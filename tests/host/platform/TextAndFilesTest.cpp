@@ -24,7 +24,8 @@ TEST(I18n, RoundTripsIncludingNonBmp) {
         {"plain", u"plain"},
         {"h\xC3\xA9llo", u"h\u00e9llo"},
         {"\xE2\x82\xAC 5", u"\u20ac 5"},
-        {"\xF0\x9F\x98\x80!", u"\U0001F600!"}, // one character, two UTF-16 units {std::string("a\0b", 3), std::u16string(u"a\0b", 3)},
+        {"\xF0\x9F\x98\x80!", u"\U0001F600!"},  // one character, two UTF-16 units
+        {std::string("a\0b", 3), std::u16string(u"a\0b", 3)},
     };
     // clang-format on
     for (const auto& c : cases) {

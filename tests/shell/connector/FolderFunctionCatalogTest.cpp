@@ -187,7 +187,9 @@ TEST_F(FolderCatalog, CallerMistakesAndChosenStatusesAreAnswered4xx) {
         unsigned fStatus;
         const char* fSays;
     } cases[] = {
-        {"pair", "[1, 2]", 1, 400, "gave 2 inputs"}, // more inputs than it has {"pair", "[1]", 3, 400, "asked for 3 outputs"}, // more outputs than it gives {"pick", "[7]", 1, 404, "no item 7"},
+        {"pair", "[1, 2]", 1, 400, "gave 2 inputs"},  // more inputs than it has
+        {"pair", "[1]", 3, 400, "asked for 3 outputs"},  // more outputs than it gives
+        {"pick", "[7]", 1, 404, "no item 7"},
         {"teapot", "[]", 1, 418, "short and stout"},
         {"pick", "[2]", 1, 200, "[2]"},
     };

@@ -200,7 +200,8 @@ TEST_F(InputAttack, LocalModeAnswersOnlyRequestsAddressedToThisMachine) {
         {"127.0.0.1:" + port, true},
         {"[::1]", true},
         {"[::1]:" + port, true},
-        {"korvan-box.example", true}, // the configured HostName, any case {"Korvan-Box.example:" + port, true},
+        {"korvan-box.example", true},  // the configured HostName, any case
+        {"Korvan-Box.example:" + port, true},
         {"evil.example", false},
         {"evil.example:" + port, false},
         {"localhost.evil.example:" + port, false},
