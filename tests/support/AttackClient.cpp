@@ -82,6 +82,10 @@ struct Connection::Impl {
         return result;
     }
 
+    bool shutdown() {
+        return step([&] { fStream.async_shutdown(net::use_future).get(); });
+    }
+
     /// Reads until the server ends the connection or `limit` passes. True when it ended it
     /// (end of stream, TLS close, reset); `received` gets what came before.
     bool closedWithin(std::chrono::milliseconds limit, std::string* received) {
@@ -171,6 +175,9 @@ bool Connection::send(std::string_view bytes) {
 std::optional<http::response<http::string_body>> Connection::readResponse() {
     return fImpl->readResponse();
 }
+bool Connection::shutdown() {
+    return fImpl->shutdown();
+}
 bool Connection::closedWithin(std::chrono::milliseconds limit, std::string* received) {
     return fImpl->closedWithin(limit, received);
 }
@@ -220,6 +227,8 @@ std::optional<http::response<http::string_body>> httpsRequest(
     std::optional<http::response<http::string_body>> response;
     if (c.connect(port) && c.handshake() && c.send(text.str())) response = c.readResponse();
     if (!response && error) *error = c.error();
+    // The server may close first; the response is what counts.
+    if (response) c.shutdown();
     return response;
 }
 

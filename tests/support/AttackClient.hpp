@@ -58,6 +58,9 @@ class Connection {
     bool send(std::string_view bytes);
     /// One response read with Beast's parser (TLS only).
     std::optional<http::response<http::string_body>> readResponse();
+    /// Ends TLS as a well-behaved client does (close_notify both ways); false when the server
+    /// did not answer in time. The server has finished the request's work once it answered.
+    bool shutdown();
     /// Reads until the server ends the connection or `limit` passes. True when it ended it
     /// (end of stream, TLS close, reset); `received` gets what came before.
     bool closedWithin(std::chrono::milliseconds limit, std::string* received = nullptr);
