@@ -24,7 +24,7 @@
 namespace {
 
 namespace json = foundation::json;
-using namespace modtest;
+using namespace korvan::test;
 
 [[noreturn]] void fail(const std::string& what, const std::string& text) {
     std::fprintf(stderr, "property document fuzzer: %s\ninput: %s\n", what.c_str(), text.c_str());

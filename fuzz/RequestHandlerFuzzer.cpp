@@ -47,7 +47,7 @@ const AccessToken::Clock::time_point kNow{std::chrono::hours(24 * 20000)};
 
 /// Runs calls on the calling thread (a double not owned by a shared_ptr answers in place): the
 /// fuzzer has no interpreter, and the echo function needs none.
-struct DirectInvoker final : test::BlockingInvoker {
+struct DirectInvoker final : korvan::test::BlockingInvoker {
     CallOutcome invoke(korvan::host::Function function, json::Value args, int nargout) override {
         return runFunctionCall(function, args, nargout);
     }
@@ -133,7 +133,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (ec || !parser.is_done()) return 0;
 
     const Request& request = parser.get();
-    const Response response = test::respondNow(request, fixture.context());
+    const Response response = korvan::test::respondNow(request, fixture.context());
     checkResponse(request, response, input);
     return 0;
 }

@@ -22,7 +22,7 @@ namespace connector = korvan::services::connector;
 using namespace std::chrono_literals;
 
 struct BenchSession::Services {
-    connector::test::TempFolder fFolder;
+    korvan::test::TempFolder fFolder;
     std::shared_ptr<services::settings::SettingsStore> fSettings =
         std::make_shared<services::settings::SettingsStore>(fFolder.path());
     std::shared_ptr<connector::HostFunctionCatalog> fCatalog =
@@ -42,7 +42,7 @@ struct BenchSession::Services {
         options.fSettings = fSettings;
         options.fCatalog = fCatalog;
         options.fInvoker = [vm] {
-            return std::make_shared<connector::test::InterpreterInvoker>(vm, 10s);
+            return std::make_shared<korvan::test::InterpreterInvoker>(vm, 10s);
         };
         fSide = std::make_unique<services::ServiceSide>(std::move(options));
         fSide->startHost();
@@ -71,7 +71,7 @@ BenchSession& BenchSession::instance() {
 
 BenchSession::BenchSession() : fThread(std::make_unique<korvan::host::InterpreterThread>()) {
     fServices = std::make_unique<Services>(vm());
-    const std::uint16_t port = session::test::freeLoopbackPort();
+    const std::uint16_t port = korvan::test::freeLoopbackPort();
     run([this, port] {
         korvan::host::loadModule(KORVAN_MODULE_PATH,
                                  {{"restFunctionConnector", "restFunctionConnectorBuiltinFcn"}});
@@ -111,12 +111,12 @@ void BenchSession::shutdown() {
 }
 
 bool healthAnswers(const Endpoint& endpoint) {
-    session::test::Request request;
+    korvan::test::Request request;
     request.fPort = endpoint.fPort;
     request.fTarget = endpoint.fApiPath + "/health";
     request.fTrusted = endpoint.fCertificate;
     request.fTimeout = 2s;
-    const auto reply = session::test::httpsRequest(request);
+    const auto reply = korvan::test::httpsRequest(request);
     return reply && reply->fStatus == 200;
 }
 

@@ -7,7 +7,7 @@
 
 #include "ModuleFixture.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -138,4 +138,4 @@ TEST_F(CertificateMethodTest, NewCertificateIsReadBackThroughTheProperty) {
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

@@ -11,7 +11,7 @@
 #include "kcos/Interned.hpp"
 #include "korvan/host/Functions.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 constexpr const char* kClass = "korvan.engine.rest.RESTFunctionConnector";
@@ -255,4 +255,4 @@ TEST_F(ClassSurfaceTest, EntryPointsCalledAgainChangeNothing) {
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

@@ -10,7 +10,7 @@
 
 #include "ModuleFixture.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 [[maybe_unused]] ::testing::Environment* const kEnvironment =
@@ -164,4 +164,4 @@ TEST_F(FlipFaultTest, AFailedCallbackRegistrationIsDroppedAndTheNextFlipHandsItO
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

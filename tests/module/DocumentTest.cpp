@@ -2,7 +2,7 @@
 // members, trailing content, and the two expiry dates as host datetime values.
 #include "ModuleFixture.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 /// A property document with every key in order, each with a valid raw JSON value unless
@@ -152,4 +152,4 @@ TEST_F(DocumentTest, CertificateExpiryIsAnEmptyDatetimeWhenEmpty) {
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

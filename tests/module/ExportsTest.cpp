@@ -15,7 +15,7 @@
 #include "ModuleHarness.hpp"
 #include "kx/kxArray.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 const std::set<std::string> kEntryPoints = {
@@ -126,4 +126,4 @@ TEST(ExportsTest, BuiltinAnswersAnEmptyDoubleBeforeInitialisation) {
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

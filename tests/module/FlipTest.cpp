@@ -8,7 +8,7 @@
 #include "korvan/host/Warnings.hpp"
 #include "kx/kxUtf.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 [[maybe_unused]] ::testing::Environment* const kEnvironment =
@@ -198,4 +198,4 @@ TEST_F(FlipTest, CallbackHandedOverAgainWorksFromTheClientsThread) {
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

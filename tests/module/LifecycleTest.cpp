@@ -4,7 +4,7 @@
 
 #include "ModuleFixture.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 const std::vector<std::string> kStarted = {"getStatus", "getClientAccessMode", "startConnector",
@@ -182,4 +182,4 @@ TEST_F(LifecycleTest, ResetOnlyWhileStopped) {
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

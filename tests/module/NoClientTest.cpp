@@ -4,7 +4,7 @@
 
 #include "ModuleFixture.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 const char* const kNoConnector = "KORVAN:restFcnService:NoConnectorFound";
@@ -143,4 +143,4 @@ TEST_F(NoClientTest, TheLatestClientIsUsedAndAnyRemovalEmptiesTheHolder) {
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

@@ -14,7 +14,7 @@
 #include "korvan/host/UserCode.hpp"
 #include "xvm/XVM.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 ServiceRegistrations& services() {
@@ -82,4 +82,4 @@ TEST(NoDistributorTest, ServiceEventsCompleteWithoutRunningAnything) {
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

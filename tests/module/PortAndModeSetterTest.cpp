@@ -6,7 +6,7 @@
 
 #include "SetterCheck.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 const char* const kPort = "KORVAN:restFcnService:InvalidPortNumber";
@@ -108,4 +108,4 @@ TEST_F(PortAndModeSetterTest, ErrorsOfTheClientPassThroughUnchanged) {
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

@@ -5,6 +5,6 @@
 namespace {
 
 [[maybe_unused]] ::testing::Environment* const kEnvironment =
-    ::testing::AddGlobalTestEnvironment(new modtest::PublishedEnvironment);
+    ::testing::AddGlobalTestEnvironment(new korvan::test::PublishedEnvironment);
 
 }  // namespace

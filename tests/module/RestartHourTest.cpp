@@ -8,7 +8,7 @@
 #include "ModuleFixture.hpp"
 #include "korvan/host/Warnings.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 const char* const kInvalid = "KORVAN:restFcnService:InvalidPreferredRestartHour";
@@ -183,4 +183,4 @@ TEST_F(RestartHourTest, UpdateCallbackPostsTheWarningOnlyForAnHourAboveZero) {
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

@@ -10,7 +10,7 @@
 
 #include "ModuleFixture.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 struct SetterCase {
     const char* what;
@@ -74,4 +74,4 @@ class SetterTest : public ModuleTest {
     }
 };
 
-}  // namespace modtest
+}  // namespace korvan::test

@@ -6,7 +6,7 @@
 #include "SetterCheck.hpp"
 #include "kx/kxUtf.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 const std::string kTmp = std::filesystem::temp_directory_path().string();
@@ -82,4 +82,4 @@ TEST_F(TextSetterTest, ErrorsOfTheClientPassThroughUnchanged) {
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

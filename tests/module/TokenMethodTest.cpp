@@ -5,7 +5,7 @@
 
 #include "ModuleFixture.hpp"
 
-namespace modtest {
+namespace korvan::test {
 namespace {
 
 enum class Form { Dot, Function };
@@ -113,4 +113,4 @@ TEST_F(TokenMethodTest, NewTokenIsReadBackThroughTheProperty) {
 }
 
 }  // namespace
-}  // namespace modtest
+}  // namespace korvan::test

@@ -17,7 +17,7 @@
 #include <boost/beast/ssl.hpp>
 #include <boost/json/parse.hpp>
 
-namespace korvan::attack::test {
+namespace korvan::test {
 
 namespace beast = boost::beast;
 namespace net = boost::asio;
@@ -212,14 +212,14 @@ Reply exchange(std::uint16_t port, const std::string& text, TlsOptions options) 
     return reply;
 }
 
-}  // namespace korvan::attack::test
+}  // namespace korvan::test
 
-namespace korvan::services::connector::test {
+namespace korvan::test {
 
 std::optional<http::response<http::string_body>> httpsRequest(
     std::uint16_t port, http::request<http::string_body> request, const ClientOptions& options,
     std::string* error) {
-    attack::test::Connection c(options);
+    korvan::test::Connection c(options);
     request.set(http::field::host, options.fHostName);
     request.prepare_payload();
     std::ostringstream text;
@@ -232,4 +232,4 @@ std::optional<http::response<http::string_body>> httpsRequest(
     return response;
 }
 
-}  // namespace korvan::services::connector::test
+}  // namespace korvan::test

@@ -25,7 +25,7 @@
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/string_body.hpp>
 
-namespace korvan::attack::test {
+namespace korvan::test {
 
 namespace http = boost::beast::http;
 using namespace std::chrono_literals;
@@ -104,4 +104,4 @@ std::string identifierOf(const std::string& body);
 /// One request over its own TLS connection.
 Reply exchange(std::uint16_t port, const std::string& text, TlsOptions options = {});
 
-}  // namespace korvan::attack::test
+}  // namespace korvan::test

@@ -4,7 +4,7 @@
 
 #include "kx/kxUtf.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 namespace {
 
@@ -244,4 +244,4 @@ void FakeConnectorClient::registerVshUpdateCallback(std::function<void()> callba
     fUpdateCallback = std::move(callback);
 }
 
-}  // namespace modtest
+}  // namespace korvan::test

@@ -27,7 +27,7 @@
 
 #include "rest/kv/connectorclient/RestFcnConnectorClient.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 /// The connector's state as the double keeps it. The defaults are those of a connector that
 /// was never configured.
@@ -175,4 +175,4 @@ class FakeConnectorClient final : public rest::kv::connectorclient::RestFcnConne
     std::function<void()> fUpdateCallback;
 };
 
-}  // namespace modtest
+}  // namespace korvan::test

@@ -10,7 +10,7 @@
 
 #include "agent/spf/core/Invokable.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 class FakeConnectorService final : public agent::spf::core::Invokable {
   public:
@@ -24,4 +24,4 @@ class FakeConnectorService final : public agent::spf::core::Invokable {
     std::atomic<int> fInvocations{0};
 };
 
-}  // namespace modtest
+}  // namespace korvan::test

@@ -1,6 +1,6 @@
 #include "FakeUpdateFlipClient.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 void FakeUpdateFlipClient::reset() {
     std::lock_guard lock(fMutex);
@@ -69,4 +69,4 @@ bool FakeUpdateFlipClient::clearPreferredRestartHour() {
     return true;
 }
 
-}  // namespace modtest
+}  // namespace korvan::test

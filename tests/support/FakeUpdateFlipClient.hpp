@@ -14,7 +14,7 @@
 
 #include "korvanconnector/vshupdateflip/IVshupdateflipClient.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 struct FlipCall {
     std::string fName;       // "getPreferredRestartHour", "setPreferredRestartHour", ...
@@ -48,4 +48,4 @@ class FakeUpdateFlipClient final : public korvanconnector::vshupdateflip::IVshup
     std::vector<FlipCall> fCalls;
 };
 
-}  // namespace modtest
+}  // namespace korvan::test

@@ -12,10 +12,10 @@
 
 #include "AttackClient.hpp"
 
-namespace korvan::services::connector::test {
+namespace korvan::test {
 
 namespace http = boost::beast::http;
-using ClientOptions = attack::test::TlsOptions;
+using ClientOptions = korvan::test::TlsOptions;
 
 /// Sends `request` to fAddress:port over a new TLS connection (Host set, payload prepared)
 /// and reads one response; nothing when any step failed (`error` says why).
@@ -23,4 +23,4 @@ std::optional<http::response<http::string_body>> httpsRequest(
     std::uint16_t port, http::request<http::string_body> request, const ClientOptions& options,
     std::string* error = nullptr);
 
-}  // namespace korvan::services::connector::test
+}  // namespace korvan::test

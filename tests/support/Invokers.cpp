@@ -12,7 +12,9 @@
 #include "cmddistributor/RuntimeException.hpp"
 #include "xvm/Dispatch.hpp"
 
-namespace korvan::services::connector::test {
+namespace korvan::test {
+
+using namespace korvan::services::connector;
 namespace {
 
 CallOutcome failure(unsigned status, std::string_view identifier, std::string_view message) {
@@ -154,4 +156,4 @@ Response respondNow(const Request& request, const RequestContext& context,
         request, callNow(context.fInvoker, std::move(std::get<FunctionCall>(routed)), limit));
 }
 
-}  // namespace korvan::services::connector::test
+}  // namespace korvan::test

@@ -22,7 +22,9 @@
 #include "korvan/services/connector/RequestHandler.hpp"
 #include "xvm/XVM.hpp"
 
-namespace korvan::services::connector::test {
+namespace korvan::test {
+
+using namespace korvan::services::connector;
 
 class InterpreterInvoker final : public FunctionInvoker {
   public:
@@ -52,4 +54,4 @@ Response respondNow(const Request& request, const RequestContext& context,
 CallOutcome callNow(FunctionInvoker& invoker, FunctionCall call,
                     std::chrono::milliseconds limit = std::chrono::seconds(60));
 
-}  // namespace korvan::services::connector::test
+}  // namespace korvan::test

@@ -13,7 +13,7 @@
 
 #include "kx/kxArray.hpp"
 
-namespace korvan::services::connector::test {
+namespace korvan::test {
 
 struct MappingRow {
     const char* fName;
@@ -267,4 +267,4 @@ inline const std::vector<RefusedJson>& refusedJson() {
     return rows;
 }
 
-}  // namespace korvan::services::connector::test
+}  // namespace korvan::test

@@ -3,7 +3,7 @@
 #include "korvan/host/Functions.hpp"
 #include "korvan/host/Warnings.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 void PublishedEnvironment::SetUp() {
     auto& harness = ModuleHarness::instance();
@@ -81,4 +81,4 @@ std::vector<std::thread::id> ScopedDialog::threads() const {
     return fState->fThreads;
 }
 
-}  // namespace modtest
+}  // namespace korvan::test

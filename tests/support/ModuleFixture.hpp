@@ -21,7 +21,7 @@
 #include "UserActions.hpp"
 #include "foundation/log/Capture.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 class PublishedEnvironment : public ::testing::Environment {
   public:
@@ -78,4 +78,4 @@ class ScopedDialog {
     std::shared_ptr<State> fState = std::make_shared<State>();
 };
 
-}  // namespace modtest
+}  // namespace korvan::test

@@ -7,7 +7,7 @@
 #include "korvan/host/ModuleLoader.hpp"
 #include "kx/kxUtf.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 ModuleHarness& ModuleHarness::instance() {
     // Never destroyed: the module's static objects may still use the interpreter handle
@@ -88,4 +88,4 @@ bool containsInOrder(const std::vector<std::string>& all,
     return next == expected.size();
 }
 
-}  // namespace modtest
+}  // namespace korvan::test

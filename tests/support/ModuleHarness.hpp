@@ -30,7 +30,7 @@
 #include "korvan/host/InterpreterThread.hpp"
 #include "xvm/RunOnInterpreter.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 /// The log channel of the module.
 inline constexpr const char* kModuleChannel = " KV::Conn ";
@@ -169,4 +169,4 @@ std::string argumentText(const resource_core::MsgArgument& argument);
 /// The lines of `all` that appear in `expected` order (others in between are allowed).
 bool containsInOrder(const std::vector<std::string>& all, const std::vector<std::string>& expected);
 
-}  // namespace modtest
+}  // namespace korvan::test

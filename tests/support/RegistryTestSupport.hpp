@@ -21,7 +21,7 @@
 #include <thread>
 #include <vector>
 
-namespace korvan::registrytest {
+namespace korvan::test {
 
 struct IFoo {
     virtual ~IFoo() = default;
@@ -117,4 +117,4 @@ class RecordingCustomizer : public cppmicroservices::ServiceTrackerCustomizer<IF
     std::vector<Call> fCalls;
 };
 
-}  // namespace korvan::registrytest
+}  // namespace korvan::test

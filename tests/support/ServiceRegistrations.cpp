@@ -5,7 +5,7 @@
 #include "agent/spf/cppmsclientutils/TrackedServiceInfo.hpp"
 #include "foundation/cppmicroservices/Framework.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 namespace {
 
@@ -91,4 +91,4 @@ bool ServiceRegistrations::isServicePublished() const {
     return static_cast<bool>(fServiceRegistration);
 }
 
-}  // namespace modtest
+}  // namespace korvan::test

@@ -18,7 +18,7 @@
 #include "FakeConnectorService.hpp"
 #include "FakeUpdateFlipClient.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 /// The client ID under which the connector service is published.
 inline constexpr const char* kConnectorClientId = "restfcnconnectorservice";
@@ -64,4 +64,4 @@ class ServiceRegistrations {
     cppmicroservices::ServiceRegistrationU fServiceRegistration;
 };
 
-}  // namespace modtest
+}  // namespace korvan::test

@@ -19,7 +19,7 @@
 #include <boost/beast/http.hpp>
 #include <boost/beast/ssl.hpp>
 
-namespace korvan::session::test {
+namespace korvan::test {
 
 namespace beast = boost::beast;
 namespace net = boost::asio;
@@ -33,14 +33,17 @@ std::optional<Reply> httpsRequest(const Request& request, std::string* error) {
         message.set(http::field::content_type, "application/json");
         message.body() = request.fBody;
     }
-    services::connector::test::ClientOptions options;
+    korvan::test::ClientOptions options;
     options.fAddress = request.fAddress;
     options.fTrusted = request.fTrusted;
     options.fTimeout = request.fTimeout;
-    auto response =
-        services::connector::test::httpsRequest(request.fPort, std::move(message), options, error);
+    auto response = korvan::test::httpsRequest(request.fPort, std::move(message), options, error);
     if (!response) return std::nullopt;
-    return Reply{response->result_int(), response->body()};
+    Reply reply;
+    reply.fAnswered = true;
+    reply.fStatus = response->result_int();
+    reply.fBody = response->body();
+    return reply;
 }
 
 bool tcpConnects(const std::string& address, std::uint16_t port,
@@ -81,4 +84,4 @@ std::vector<std::string> nonLoopbackIpv4Addresses() {
     return addresses;
 }
 
-}  // namespace korvan::session::test
+}  // namespace korvan::test

@@ -16,14 +16,11 @@
 
 #include <boost/beast/http/verb.hpp>
 
-namespace korvan::session::test {
+#include "AttackClient.hpp"
+
+namespace korvan::test {
 
 namespace http = boost::beast::http;
-
-struct Reply {
-    unsigned fStatus = 0;
-    std::string fBody;
-};
 
 struct Request {
     std::string fAddress = "127.0.0.1";
@@ -36,7 +33,8 @@ struct Request {
     std::chrono::milliseconds fTimeout{5000};
 };
 
-/// One request over its own TLS connection; nothing when any step failed (`error` says why).
+/// One request over its own TLS connection (the reply's status and body are set); nothing when
+/// any step failed (`error` says why).
 std::optional<Reply> httpsRequest(const Request& request, std::string* error = nullptr);
 
 /// True when a TCP connection to address:port is accepted within `timeout`.
@@ -48,4 +46,4 @@ std::uint16_t freeLoopbackPort();
 /// The machine's IPv4 addresses that are up and not loopback, as text.
 std::vector<std::string> nonLoopbackIpv4Addresses();
 
-}  // namespace korvan::session::test
+}  // namespace korvan::test

@@ -17,13 +17,13 @@
 #include "TempFolder.hpp"
 #include "korvan/services/ServiceSide.hpp"
 
-namespace korvan::session::test {
+namespace korvan::test {
 
 struct SessionServices {
     using Wrap = std::function<std::shared_ptr<korvan::services::servicehost::HostedService>(
         std::shared_ptr<korvan::services::servicehost::HostedConnector>)>;
 
-    korvan::services::connector::test::TempFolder fFolder;
+    korvan::test::TempFolder fFolder;
     std::shared_ptr<korvan::services::settings::SettingsStore> fSettings =
         std::make_shared<korvan::services::settings::SettingsStore>(fFolder.path());
     std::shared_ptr<korvan::services::connector::HostFunctionCatalog> fCatalog =
@@ -48,8 +48,8 @@ struct SessionServices {
         options.fSettings = fSettings;
         options.fCatalog = fCatalog;
         options.fInvoker = [] {
-            return std::make_shared<korvan::services::connector::test::InterpreterInvoker>(
-                modtest::ModuleHarness::instance().vm(), std::chrono::seconds(10));
+            return std::make_shared<korvan::test::InterpreterInvoker>(
+                korvan::test::ModuleHarness::instance().vm(), std::chrono::seconds(10));
         };
         options.fTuning = std::move(tuning);
         options.fWrap = std::move(wrap);
@@ -57,4 +57,4 @@ struct SessionServices {
     }
 };
 
-}  // namespace korvan::session::test
+}  // namespace korvan::test

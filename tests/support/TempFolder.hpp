@@ -7,7 +7,7 @@
 
 #include <unistd.h>
 
-namespace korvan::services::connector::test {
+namespace korvan::test {
 
 class TempFolder {
   public:
@@ -29,4 +29,4 @@ class TempFolder {
     std::filesystem::path fPath;
 };
 
-}  // namespace korvan::services::connector::test
+}  // namespace korvan::test

@@ -6,7 +6,7 @@
 #include "kcos/Allocator.hpp"
 #include "kx/kxUtf.hpp"
 
-namespace kcostest {
+namespace korvan::test {
 namespace {
 
 using kcos::internal::makeInterned;
@@ -224,4 +224,4 @@ Widget* widgetOf(const kxArray* object) {
         kcos::instanceDataOf(object, 0, kcos::COSClass::getClass(makeInterned("kcostest.Widget"))));
 }
 
-}  // namespace kcostest
+}  // namespace korvan::test

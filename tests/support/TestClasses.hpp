@@ -14,7 +14,7 @@
 #include "foundation/core/except/IException.hpp"
 #include "kcos/kcos.hpp"
 
-namespace kcostest {
+namespace korvan::test {
 
 struct Widget {
     double fPort = 9920;
@@ -54,4 +54,4 @@ std::string errorIdOf(F&& f) {
     return "";
 }
 
-}  // namespace kcostest
+}  // namespace korvan::test

@@ -8,7 +8,7 @@
 #include "korvan/host/UserCode.hpp"
 #include "kx/kxUtf.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 namespace {
 
@@ -197,4 +197,4 @@ const void* nativeOf(const Value& object) {
 
 }  // namespace user
 
-}  // namespace modtest
+}  // namespace korvan::test

@@ -19,7 +19,7 @@
 
 #include "kx/kxArray.hpp"
 
-namespace modtest {
+namespace korvan::test {
 
 using Value = std::shared_ptr<kxArray>;
 
@@ -78,4 +78,4 @@ const void* nativeOf(const Value& object);
 
 }  // namespace user
 
-}  // namespace modtest
+}  // namespace korvan::test

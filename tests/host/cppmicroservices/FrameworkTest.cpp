@@ -17,7 +17,7 @@
 
 namespace {
 
-using namespace korvan::registrytest;
+using namespace korvan::test;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::Bundle;
@@ -96,7 +96,7 @@ TEST_F(FrameworkTest, RegistrationCarriesTheFrameworkProperties) {
 
     auto classes =
         any_cast<std::vector<std::string>>(reference.GetProperty(Constants::OBJECTCLASS));
-    EXPECT_EQ(classes, std::vector<std::string>{"korvan::registrytest::IFoo"});
+    EXPECT_EQ(classes, std::vector<std::string>{"korvan::test::IFoo"});
     EXPECT_EQ(reference.GetProperty(Constants::SERVICE_SCOPE).ToString(), "singleton");
     long const id = any_cast<long>(reference.GetProperty("SERVICE.ID"));  // keys ignore case
     EXPECT_GT(any_cast<long>(second.GetReference().GetProperty(Constants::SERVICE_ID)), id);

@@ -178,16 +178,16 @@ TEST(LdapFilter, MatchCaseComparesKeysExactly) {
     EXPECT_TRUE(LDAPFilter("(Name=abc)").MatchCase(map));
 }
 
-using korvan::registrytest::FrameworkTest;
-using korvan::registrytest::IFoo;
+using korvan::test::FrameworkTest;
+using korvan::test::IFoo;
 
 TEST_F(FrameworkTest, FilterMatchesServiceReferenceProperties) {
     auto registration =
         registerFoo(1, {{"Color", Any(std::string("red"))}, {"service.ranking", Any(4)}});
     auto reference = registration.GetReference();
     EXPECT_TRUE(LDAPFilter("(color=red)").Match(reference));
-    EXPECT_TRUE(LDAPFilter("(&(objectclass=korvan::registrytest::IFoo)(service.ranking>=4))")
-                    .Match(reference));
+    EXPECT_TRUE(
+        LDAPFilter("(&(objectclass=korvan::test::IFoo)(service.ranking>=4))").Match(reference));
     EXPECT_FALSE(LDAPFilter("(color=blue)").Match(reference));
 }
 

@@ -17,7 +17,7 @@
 
 namespace {
 
-using namespace korvan::registrytest;
+using namespace korvan::test;
 using cppmicroservices::Any;
 using cppmicroservices::LDAPFilter;
 using cppmicroservices::ServiceReference;

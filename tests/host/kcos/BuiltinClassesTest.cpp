@@ -9,8 +9,8 @@
 
 namespace {
 
-using kcostest::errorIdOf;
 using korvan::host::UserCode;
+using korvan::test::errorIdOf;
 
 kx::ArrayPtr text(const char* t) {
     return kx::ArrayPtr(kxCreateStringScalarFromUtf8(t));

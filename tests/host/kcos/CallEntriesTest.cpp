@@ -24,7 +24,7 @@
 namespace {
 
 using kcos::internal::makeInterned;
-using kcostest::errorIdOf;
+using korvan::test::errorIdOf;
 
 // Collects what omCallMethod reports while a test runs.
 class SinkGuard {
@@ -92,7 +92,7 @@ TEST(CallEntriesTest, ErrorsAreHandledOrPropagatedByTheFlag) {
 }
 
 TEST(CallEntriesTest, ClassMethodsThroughThePackageNameWithTheClientsRights) {
-    kcostest::registerTestClasses();
+    korvan::test::registerTestClasses();
     kx::ArrayPtr out;
     ASSERT_TRUE(callPackage("datetime", "empty", out, false));
     EXPECT_EQ(kxGetClassName(out.get()), "datetime");
@@ -108,10 +108,10 @@ TEST(CallEntriesTest, ClassMethodsThroughThePackageNameWithTheClientsRights) {
               "KORVAN:class:MethodAccess");
     EXPECT_FALSE(callPackage("kcostest.Widget", "delete", out, true, {w.get()}, user, 0));
     EXPECT_EQ(sink.fReports.size(), 1u);
-    EXPECT_EQ(kcostest::widgetOf(w.get())->fDeletes, 0);
+    EXPECT_EQ(korvan::test::widgetOf(w.get())->fDeletes, 0);
     EXPECT_TRUE(callPackage("kcostest.Widget", "delete", out, false, {w.get()},
                             kcos::COSClient::privilegedClient(), 0));
-    EXPECT_EQ(kcostest::widgetOf(w.get())->fDeletes, 1);
+    EXPECT_EQ(korvan::test::widgetOf(w.get())->fDeletes, 1);
 }
 
 // A namespace that provides its functions only when asked for them.

@@ -8,13 +8,13 @@
 
 namespace {
 
-using kcostest::errorIdOf;
-using kcostest::widgetOf;
 using korvan::host::UserCode;
+using korvan::test::errorIdOf;
+using korvan::test::widgetOf;
 
 class ClassAccessTest : public ::testing::Test {
   protected:
-    void SetUp() override { kcostest::registerTestClasses(); }
+    void SetUp() override { korvan::test::registerTestClasses(); }
     kx::ArrayPtr newWidget() { return privileged.construct("kcostest.Widget"); }
 
     UserCode user;  // the public client
@@ -71,9 +71,9 @@ TEST_F(ClassAccessTest, NativeDoublePropertyConvertsBothWays) {
 
 TEST_F(ClassAccessTest, HostArrayGetterResultIsReleasedOnceAndTheCallerOwnsACopy) {
     auto w = newWidget();
-    const int before = kcostest::counters().fNameReleases;
+    const int before = korvan::test::counters().fNameReleases;
     auto name = user.getProperty(w.get(), "Name");
-    EXPECT_EQ(kcostest::counters().fNameReleases, before + 1);
+    EXPECT_EQ(korvan::test::counters().fNameReleases, before + 1);
     EXPECT_EQ(kxGetReferenceCount(name.get()), 1u);
     EXPECT_EQ(kx::utf16ToUtf8(*kxGetStringElement(name.get(), 0)), "first");
 
@@ -104,14 +104,14 @@ TEST_F(ClassAccessTest, PropertyOrderIsTheRegistrationOrder) {
 }
 
 TEST_F(ClassAccessTest, PrivateConstructorIsRefusedBeforeAnyInstanceDataIsMade) {
-    const int created = kcostest::counters().fWidgetsCreated;
+    const int created = korvan::test::counters().fWidgetsCreated;
     EXPECT_EQ(errorIdOf([&] { user.construct("kcostest.Widget"); }),
               "KORVAN:class:ConstructorAccess");
     EXPECT_EQ(errorIdOf([&] {
                   kx::ArrayPtr(omConstructObjectWithClient("kcostest.Widget", 0, nullptr, nullptr));
               }),
               "KORVAN:class:ConstructorAccess");
-    EXPECT_EQ(kcostest::counters().fWidgetsCreated, created);
+    EXPECT_EQ(korvan::test::counters().fWidgetsCreated, created);
     kx::ArrayPtr arg(kxCreateDoubleScalar(1));
     const kxArray* args[] = {arg.get()};
     EXPECT_EQ(errorIdOf([&] {
@@ -153,13 +153,13 @@ TEST_F(ClassAccessTest, HandlesShareOneInstance) {
 TEST_F(ClassAccessTest, DeleteFollowsTheClassRules) {
     auto w = newWidget();
     kx::ArrayPtr copy(kxDuplicateArray(w.get()));
-    const int destroyed = kcostest::counters().fWidgetsDestroyed;
+    const int destroyed = korvan::test::counters().fWidgetsDestroyed;
 
     EXPECT_EQ(errorIdOf([&] { user.deleteObject(w.get()); }), "KORVAN:class:DeleteAccess");
     EXPECT_NE(widgetOf(copy.get()), nullptr);
 
     privileged.deleteObject(w.get());  // runs the (private) delete method, then ends the handle
-    EXPECT_EQ(kcostest::counters().fWidgetsDestroyed, destroyed + 1);
+    EXPECT_EQ(korvan::test::counters().fWidgetsDestroyed, destroyed + 1);
     EXPECT_EQ(widgetOf(copy.get()), nullptr);
     EXPECT_EQ(errorIdOf([&] { user.getProperty(copy.get(), "Port"); }),
               "KORVAN:class:InvalidHandle");
@@ -168,12 +168,12 @@ TEST_F(ClassAccessTest, DeleteFollowsTheClassRules) {
     privileged.deleteObject(copy.get());  // already deleted: nothing more happens
     w = {};
     copy = {};
-    EXPECT_EQ(kcostest::counters().fWidgetsDestroyed, destroyed + 1);
+    EXPECT_EQ(korvan::test::counters().fWidgetsDestroyed, destroyed + 1);
 
     auto open = user.construct("kcostest.Open");
-    const int openDeletes = kcostest::counters().fOpenDeletes;
+    const int openDeletes = korvan::test::counters().fOpenDeletes;
     user.deleteObject(open.get());
-    EXPECT_EQ(kcostest::counters().fOpenDeletes, openDeletes + 1);
+    EXPECT_EQ(korvan::test::counters().fOpenDeletes, openDeletes + 1);
     EXPECT_EQ(errorIdOf([&] { user.propertyNames(open.get()); }), "KORVAN:class:InvalidHandle");
 
     auto member = user.enumMember("kcostest.Mode.alpha");
@@ -182,14 +182,14 @@ TEST_F(ClassAccessTest, DeleteFollowsTheClassRules) {
 
 TEST_F(ClassAccessTest, InstanceDataLivesUntilTheLastHandleGoes) {
     kcos::COSClass* cls = kcos::COSClass::getClass(kcos::internal::makeInterned("kcostest.Widget"));
-    const int destroyed = kcostest::counters().fWidgetsDestroyed;
+    const int destroyed = korvan::test::counters().fWidgetsDestroyed;
     kx::ArrayPtr object(kxCreateObjectScalar(cls->createInstance()));
     ASSERT_NE(widgetOf(object.get()), nullptr);
     kx::ArrayPtr second(kxDuplicateArray(object.get()));
     object = {};
-    EXPECT_EQ(kcostest::counters().fWidgetsDestroyed, destroyed);
+    EXPECT_EQ(korvan::test::counters().fWidgetsDestroyed, destroyed);
     second = {};
-    EXPECT_EQ(kcostest::counters().fWidgetsDestroyed, destroyed + 1);
+    EXPECT_EQ(korvan::test::counters().fWidgetsDestroyed, destroyed + 1);
 }
 
 // A class whose instance data cannot be made: construction fails and leaves no instance.

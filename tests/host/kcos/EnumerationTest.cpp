@@ -8,12 +8,12 @@
 namespace {
 
 using kcos::internal::makeInterned;
-using kcostest::errorIdOf;
+using korvan::test::errorIdOf;
 
 class EnumerationTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        kcostest::registerTestClasses();
+        korvan::test::registerTestClasses();
         mode = kcos::COSClass::getClass(makeInterned("kcostest.Mode"));
         ASSERT_NE(mode, nullptr);
     }
@@ -52,12 +52,12 @@ TEST_F(EnumerationTest, MembersIterateInDefinitionOrder) {
 
 TEST_F(EnumerationTest, MemberValueIsMadeOnceAndShared) {
     kxArray* first = kcos::getEnumMemberValue(mode, "gamma");
-    const int made = kcostest::counters().fModeValuesMade;
+    const int made = korvan::test::counters().fModeValuesMade;
     kxArray* second = kcos::getEnumMemberValue(mode, "gamma");
     auto copy1 = user.enumMember("kcostest.Mode.gamma");
     auto copy2 = user.call("kcostest.Mode.gamma")[0];
     EXPECT_EQ(first, second);
-    EXPECT_EQ(kcostest::counters().fModeValuesMade, made);
+    EXPECT_EQ(korvan::test::counters().fModeValuesMade, made);
     EXPECT_NE(copy1.get(), first);  // user code gets its own array ...
     EXPECT_EQ(kxGetObject(copy1.get(), 0), kxGetObject(first, 0));  // ... of the same object
     EXPECT_EQ(kxGetObject(copy2.get(), 0), kxGetObject(first, 0));
@@ -114,7 +114,7 @@ TEST_F(EnumerationTest, EnumerationDescriptionAnswersAsDeclared) {
     EXPECT_TRUE(mode->isEnumeration());
     EXPECT_FALSE(mode->isHandleClass());
     EXPECT_EQ(mode->getUnderlyingClassName(), makeInterned("uint32"));
-    kcostest::registerTestClasses();
+    korvan::test::registerTestClasses();
     auto w =
         korvan::host::UserCode(kcos::COSClient::privilegedClient()).construct("kcostest.Widget");
     EXPECT_EQ(kcos::getEnumMemberName(user.getProperty(w.get(), "Mode").get()), "beta");

@@ -12,7 +12,7 @@ namespace {
 
 using kcos::COSNamespace;
 using kcos::internal::makeInterned;
-using kcostest::errorIdOf;
+using korvan::test::errorIdOf;
 
 class NamedNamespace final : public kcos::COSNamespaceInfo {
   public:
@@ -167,7 +167,7 @@ TEST(NamespaceTest, NamespaceDescriptionLoadsMissingClasses) {
 }
 
 TEST(NamespaceTest, TypeRepositoryKnowsTheLabelsTheModuleUses) {
-    kcostest::registerTestClasses();
+    korvan::test::registerTestClasses();
     struct Case {
         const char* label;
         bool known;
@@ -200,7 +200,7 @@ TEST(NamespaceTest, TypeRepositoryKnowsTheLabelsTheModuleUses) {
 }
 
 TEST(NamespaceTest, LookupsFromOtherThreadsWhileClassesAreAdded) {
-    kcostest::registerTestClasses();
+    korvan::test::registerTestClasses();
     kcos::COSClass::getClass(makeInterned("kcostest.Mode"));  // defined before the readers start
     COSNamespace* ns = findOrCreateNamespace("kcosthreads");
     constexpr int kClasses = 100;

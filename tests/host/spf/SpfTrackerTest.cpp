@@ -25,7 +25,7 @@
 
 namespace {
 
-using namespace korvan::registrytest;
+using namespace korvan::test;
 using agent::spf::core::Invokable;
 using agent::spf::cppmsclientutils::clientIdProp;
 using agent::spf::cppmsclientutils::Props;

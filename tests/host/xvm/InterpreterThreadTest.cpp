@@ -89,7 +89,7 @@ TEST(InterpreterThreadTest, RunOnInterpreterReportsEachOutcome) {
                  TaskError);
 
     // No distributor, or no interpreter at all.
-    auto lone = xvm::Factory::createXVM(xvmtest::options(false));
+    auto lone = xvm::Factory::createXVM(korvan::test::options(false));
     EXPECT_EQ(statusOf([&] {
                   xvm::runOnInterpreter(
                       lone, [] {}, kBound, "T");
@@ -137,7 +137,7 @@ TEST(InterpreterThreadTest, RunOnInterpreterReportsEachOutcome) {
 }
 
 TEST(InterpreterThreadTest, FullQueueIsReportedToTheSynchronousCaller) {
-    auto vm = xvm::Factory::createXVM(xvmtest::options(true, 1));
+    auto vm = xvm::Factory::createXVM(korvan::test::options(true, 1));
     // Not served yet: one request fills the queue.
     auto first = xvm::postTask(
         vm, [] {}, "T");

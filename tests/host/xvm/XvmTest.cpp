@@ -53,8 +53,8 @@ TEST(XvmFactoryTest, ThreadExitReleasesItsInterpreter) {
 TEST(XvmDispatchTest, DistributorAndSinksPerTarget) {
     auto out = std::make_shared<kvutil::io::StringSink>();
     auto err = std::make_shared<kvutil::io::StringSink>();
-    auto withQueue = Factory::createXVM(xvmtest::options(true, 16, out, err));
-    auto without = Factory::createXVM(xvmtest::options(false, 16, out, err));
+    auto withQueue = Factory::createXVM(korvan::test::options(true, 16, out, err));
+    auto without = Factory::createXVM(korvan::test::options(false, 16, out, err));
     auto requestOut = std::make_shared<kvutil::io::StringSink>();
 
     struct Case {
@@ -113,7 +113,7 @@ TEST(XvmDispatchTest, TaskIdentifiersAreFreshAndNotNil) {
 }
 
 TEST(XvmDispatchTest, NoDistributorGivesFailedFutureAndNullReference) {
-    auto vm = Factory::createXVM(xvmtest::options(false));
+    auto vm = Factory::createXVM(korvan::test::options(false));
     bool ran = false;
     auto future = xvm::postTask(
         vm, [&] { ran = true; }, "RestfcnConnector");

@@ -5,7 +5,7 @@
 
 #include "xvm/XVM.hpp"
 
-namespace xvmtest {
+namespace korvan::test {
 
 inline xvm::XVMOptions options(bool withDistributor, std::size_t capacity = 16,
                                kvutil::io::KVSinkRef out = nullptr,
@@ -18,4 +18,4 @@ inline xvm::XVMOptions options(bool withDistributor, std::size_t capacity = 16,
     return o;
 }
 
-}  // namespace xvmtest
+}  // namespace korvan::test

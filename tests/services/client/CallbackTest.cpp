@@ -17,7 +17,10 @@
 #include "foundation/log/Capture.hpp"
 #include "korvan/services/client/ConnectorClient.hpp"
 
-namespace korvan::services::client::test {
+namespace korvan::test {
+
+using namespace korvan::services::client;
+using namespace korvan::services;
 namespace {
 
 using rest::kv::connectorclient::RestFcnConnectorClient;
@@ -189,4 +192,4 @@ TEST(ConnectorClientBundleTest, RegistersTheClientAndUnregistersItAtStop) {
 }
 
 }  // namespace
-}  // namespace korvan::services::client::test
+}  // namespace korvan::test

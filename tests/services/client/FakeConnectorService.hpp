@@ -20,7 +20,7 @@
 #include "agent/spf/cppmsclientutils/TrackedServiceInfo.hpp"
 #include "foundation/cppmicroservices/Framework.hpp"
 
-namespace korvan::services::client::test {
+namespace korvan::test {
 
 class FakeConnectorService : public agent::spf::core::Invokable {
   public:
@@ -94,4 +94,4 @@ class PublishedService {
     bool fWithdrawn = false;
 };
 
-}  // namespace korvan::services::client::test
+}  // namespace korvan::test

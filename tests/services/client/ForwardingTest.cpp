@@ -17,7 +17,10 @@
 #include "korvan/host/Errors.hpp"
 #include "korvan/services/client/ConnectorClient.hpp"
 
-namespace korvan::services::client::test {
+namespace korvan::test {
+
+using namespace korvan::services::client;
+using namespace korvan::services;
 namespace {
 
 using rest::kv::connectorclient::RestFcnConnectorClient;
@@ -261,4 +264,4 @@ TEST(ForwardingOrderTest, AServiceNotYetReportedToTheClientIsFoundInTheRegistry)
 }
 
 }  // namespace
-}  // namespace korvan::services::client::test
+}  // namespace korvan::test

@@ -16,7 +16,10 @@
 #include "korvan/host/Warnings.hpp"
 #include "korvan/services/client/ConnectorClient.hpp"
 
-namespace korvan::services::client::test {
+namespace korvan::test {
+
+using namespace korvan::services::client;
+using namespace korvan::services;
 namespace {
 
 using namespace std::chrono_literals;
@@ -120,4 +123,4 @@ TEST_F(ServiceAwayTest, AStartWaitsForTheServiceToComeBackAndGivesUpAfterItsWait
 }
 
 }  // namespace
-}  // namespace korvan::services::client::test
+}  // namespace korvan::test

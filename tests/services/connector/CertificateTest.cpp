@@ -18,7 +18,7 @@
 namespace {
 
 using namespace korvan::services::connector;
-using test::TempFolder;
+using korvan::test::TempFolder;
 using ::testing::ElementsAre;
 
 unsigned modeOf(const std::filesystem::path& p) {

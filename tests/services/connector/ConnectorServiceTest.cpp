@@ -10,9 +10,9 @@
 namespace {
 
 using namespace korvan::services::connector;
-using test::TempFolder;
+using korvan::test::TempFolder;
 
-struct NoInvoker : test::BlockingInvoker {
+struct NoInvoker : korvan::test::BlockingInvoker {
     CallOutcome invoke(korvan::host::Function, foundation::json::Value, int) override {
         return {503, {}};
     }

@@ -21,9 +21,9 @@ namespace {
 
 using namespace korvan::services::connector;
 using namespace std::chrono_literals;
-using test::ClientOptions;
-using test::httpsRequest;
-using test::TempFolder;
+using korvan::test::ClientOptions;
+using korvan::test::httpsRequest;
+using korvan::test::TempFolder;
 using ::testing::HasSubstr;
 
 std::atomic<bool> gSlowStarted{false};
@@ -58,7 +58,7 @@ class HttpsServerTest : public ::testing::Test {
         fCatalog = catalog;
         fService = std::make_unique<ConnectorService>(
             makeConfig(), fCatalog,
-            std::make_shared<test::InterpreterInvoker>(fInterpreter.getXVM(), 5s));
+            std::make_shared<korvan::test::InterpreterInvoker>(fInterpreter.getXVM(), 5s));
         fService->start();
     }
     void TearDown() override { fService.reset(); }
@@ -74,14 +74,13 @@ class HttpsServerTest : public ::testing::Test {
         return config;
     }
 
-    std::optional<test::http::response<test::http::string_body>> send(test::http::verb method,
-                                                                      const std::string& path,
-                                                                      const std::string& body = {},
-                                                                      bool withToken = true,
-                                                                      ClientOptions options = {}) {
-        test::http::request<test::http::string_body> request(method, "/v1" + path, 11);
+    std::optional<korvan::test::http::response<korvan::test::http::string_body>> send(
+        korvan::test::http::verb method, const std::string& path, const std::string& body = {},
+        bool withToken = true, ClientOptions options = {}) {
+        korvan::test::http::request<korvan::test::http::string_body> request(method, "/v1" + path,
+                                                                             11);
         if (withToken)
-            request.set(test::http::field::authorization,
+            request.set(korvan::test::http::field::authorization,
                         "Bearer " + fService->personalAccessToken());
         request.body() = body;
         if (options.fTrusted.empty()) options.fTrusted = fService->certificate();
@@ -109,21 +108,21 @@ TEST_F(HttpsServerTest, HealthServicesAndCalls) {
     ASSERT_EQ(fService->status(), Status::Running);
     EXPECT_EQ(fService->baseUrl(), "https://localhost:" + std::to_string(fService->port()) + "/v1");
 
-    auto health = send(test::http::verb::get, "/health", "", false);
+    auto health = send(korvan::test::http::verb::get, "/health", "", false);
     ASSERT_TRUE(health) << fLastError;
     EXPECT_EQ(health->result_int(), 200u);
 
-    auto services = send(test::http::verb::get, "/services");
+    auto services = send(korvan::test::http::verb::get, "/services");
     ASSERT_TRUE(services) << fLastError;
     EXPECT_EQ(services->body(), R"({"services":[{"functions":["plus","slow"],"name":"math"}]})");
 
-    auto call =
-        send(test::http::verb::post, "/services/math/plus", R"({"args":[1,2],"nargout":1})");
+    auto call = send(korvan::test::http::verb::post, "/services/math/plus",
+                     R"({"args":[1,2],"nargout":1})");
     ASSERT_TRUE(call) << fLastError;
     EXPECT_EQ(call->result_int(), 200u);
     EXPECT_EQ(call->body(), R"({"results":[3]})");
 
-    auto refused = send(test::http::verb::get, "/services", "", false);
+    auto refused = send(korvan::test::http::verb::get, "/services", "", false);
     ASSERT_TRUE(refused) << fLastError;
     EXPECT_EQ(refused->result_int(), 401u);
 
@@ -137,14 +136,14 @@ TEST_F(HttpsServerTest, HealthServicesAndCalls) {
 TEST_F(HttpsServerTest, ClientsVerifyTheGeneratedCertificate) {
     ClientOptions wrongName;
     wrongName.fHostName = "otherhost";
-    EXPECT_FALSE(send(test::http::verb::get, "/health", "", false, wrongName));
+    EXPECT_FALSE(send(korvan::test::http::verb::get, "/health", "", false, wrongName));
 
     TempFolder other;
     ClientOptions wrongCertificate;
     wrongCertificate.fTrusted = generateCertificate(other.path(), {}).fCertificate;
-    EXPECT_FALSE(send(test::http::verb::get, "/health", "", false, wrongCertificate));
+    EXPECT_FALSE(send(korvan::test::http::verb::get, "/health", "", false, wrongCertificate));
 
-    EXPECT_TRUE(send(test::http::verb::get, "/health", "", false)) << fLastError;
+    EXPECT_TRUE(send(korvan::test::http::verb::get, "/health", "", false)) << fLastError;
 }
 
 // server.json is read at the next start: its body limit replaces the configured one.
@@ -156,12 +155,12 @@ TEST_F(HttpsServerTest, TheServerSettingsFileAppliesAtTheNextStart) {
     fService->setConfig(config);
     fService->start();
     // 4 KiB was over the configured 1 KiB; under the file's 1 MiB it reaches the function.
-    auto response = send(test::http::verb::post, "/services/math/plus",
+    auto response = send(korvan::test::http::verb::post, "/services/math/plus",
                          R"({"args":[1,2],"nargout":1})" + std::string(4096, ' '));
     ASSERT_TRUE(response) << fLastError;
     EXPECT_EQ(response->result_int(), 200u) << response->body();
-    response =
-        send(test::http::verb::post, "/services/math/plus", std::string(1024 * 1024 + 1, ' '));
+    response = send(korvan::test::http::verb::post, "/services/math/plus",
+                    std::string(1024 * 1024 + 1, ' '));
     ASSERT_TRUE(response) << fLastError;
     EXPECT_EQ(response->result_int(), 413u);
 }
@@ -176,11 +175,11 @@ TEST_F(HttpsServerTest, TheDefaultBodyLimitTakes64MiBAndNoMore) {
     fService->start();
     const std::string call = R"({"args":[1,2],"nargout":1})";
     std::string body = call + std::string(config.fBodyLimit - call.size(), ' ');
-    auto response = send(test::http::verb::post, "/services/math/plus", body);
+    auto response = send(korvan::test::http::verb::post, "/services/math/plus", body);
     ASSERT_TRUE(response) << fLastError;
     EXPECT_EQ(response->result_int(), 200u) << response->body();
     // One byte more is refused from the announced length, before the body is sent.
-    korvan::attack::test::Connection over({fService->certificate()});
+    korvan::test::Connection over({fService->certificate()});
     ASSERT_TRUE(over.connect(fService->port()) && over.handshake()) << over.error();
     ASSERT_TRUE(over.send(
         "POST /v1/services/math/plus HTTP/1.1\r\nHost: localhost\r\n"
@@ -198,14 +197,15 @@ TEST_F(HttpsServerTest, ChangedTokenReplacesTheOldOneWhileRunning) {
     const std::string old = fService->personalAccessToken();
     fService->changeToken(7);
     ASSERT_NE(fService->personalAccessToken(), old);
-    test::http::request<test::http::string_body> request(test::http::verb::get, "/v1/services", 11);
-    request.set(test::http::field::authorization, "Bearer " + old);
+    korvan::test::http::request<korvan::test::http::string_body> request(
+        korvan::test::http::verb::get, "/v1/services", 11);
+    request.set(korvan::test::http::field::authorization, "Bearer " + old);
     ClientOptions options;
     options.fTrusted = fService->certificate();
     auto response = httpsRequest(fService->port(), request, options);
     ASSERT_TRUE(response);
     EXPECT_EQ(response->result_int(), 401u);
-    auto fresh = send(test::http::verb::get, "/services");
+    auto fresh = send(korvan::test::http::verb::get, "/services");
     ASSERT_TRUE(fresh) << fLastError;
     EXPECT_EQ(fresh->result_int(), 200u);
 }
@@ -213,8 +213,9 @@ TEST_F(HttpsServerTest, ChangedTokenReplacesTheOldOneWhileRunning) {
 TEST_F(HttpsServerTest, StartFailuresSayWhy) {
     Config sameConfig = makeConfig();
     sameConfig.fPort = fService->port();
-    ConnectorService second(sameConfig, fCatalog,
-                            std::make_shared<test::InterpreterInvoker>(fInterpreter.getXVM(), 5s));
+    ConnectorService second(
+        sameConfig, fCatalog,
+        std::make_shared<korvan::test::InterpreterInvoker>(fInterpreter.getXVM(), 5s));
     try {
         second.start();
         ADD_FAILURE() << "a second server started on the same port";
@@ -227,8 +228,9 @@ TEST_F(HttpsServerTest, StartFailuresSayWhy) {
     TempFolder other;
     const CertificateFiles files = generateCertificate(other.path(), {});
     Config freePort = makeConfig();
-    ConnectorService third(freePort, fCatalog,
-                           std::make_shared<test::InterpreterInvoker>(fInterpreter.getXVM(), 5s));
+    ConnectorService third(
+        freePort, fCatalog,
+        std::make_shared<korvan::test::InterpreterInvoker>(fInterpreter.getXVM(), 5s));
     third.changeCertificate(files.fPrivateKey, files.fCertificate, {});
     std::ofstream(files.fCertificate) << "spoiled\n";
     try {
@@ -242,9 +244,9 @@ TEST_F(HttpsServerTest, StartFailuresSayWhy) {
 
 TEST_F(HttpsServerTest, StopLetsTheCallInFlightFinishAndClosesTheListener) {
     gSlowStarted = false;
-    test::http::request<test::http::string_body> slow(test::http::verb::post,
-                                                      "/v1/services/math/slow", 11);
-    slow.set(test::http::field::authorization, "Bearer " + fService->personalAccessToken());
+    korvan::test::http::request<korvan::test::http::string_body> slow(
+        korvan::test::http::verb::post, "/v1/services/math/slow", 11);
+    slow.set(korvan::test::http::field::authorization, "Bearer " + fService->personalAccessToken());
     slow.body() = "{}";
     ClientOptions slowOptions;
     slowOptions.fTrusted = fService->certificate();
@@ -267,11 +269,11 @@ TEST_F(HttpsServerTest, StopLetsTheCallInFlightFinishAndClosesTheListener) {
     ClientOptions options;
     options.fTrusted = fService->certificate();
     options.fTimeout = 2s;
-    EXPECT_FALSE(httpsRequest(port, {test::http::verb::get, "/v1/health", 11}, options));
+    EXPECT_FALSE(httpsRequest(port, {korvan::test::http::verb::get, "/v1/health", 11}, options));
 
     // And it starts again.
     fService->start();
-    EXPECT_TRUE(send(test::http::verb::get, "/health", "", false)) << fLastError;
+    EXPECT_TRUE(send(korvan::test::http::verb::get, "/health", "", false)) << fLastError;
 }
 
 }  // namespace

@@ -20,9 +20,9 @@ namespace {
 
 using namespace korvan::services::connector;
 using namespace std::chrono_literals;
-using korvan::attack::test::Connection;
-using korvan::attack::test::TlsOptions;
-using test::TempFolder;
+using korvan::test::Connection;
+using korvan::test::TempFolder;
+using korvan::test::TlsOptions;
 
 std::atomic<int> gSlowRuns{0};
 
@@ -56,9 +56,10 @@ class HttpsStreamTest : public ::testing::Test {
         config.fBodyLimit = 4 * 1024 * 1024;
         config.fIoTimeout = 5s;
         config.fStopTimeout = 2s;
-        fService = std::make_unique<ConnectorService>(
-            config, catalog,
-            std::make_shared<test::InterpreterInvoker>(fInterpreter.getXVM(), fCallTimeout));
+        fService =
+            std::make_unique<ConnectorService>(config, catalog,
+                                               std::make_shared<korvan::test::InterpreterInvoker>(
+                                                   fInterpreter.getXVM(), fCallTimeout));
         fService->start();
         fToken = fService->personalAccessToken();
     }
@@ -161,7 +162,7 @@ TEST_F(HttpsStreamShortCallTest, ACallOverItsTimeOutIs503AndTheConnectionGoesOn)
         auto response = c->readResponse();
         ASSERT_TRUE(response) << c->error();
         EXPECT_EQ(response->result_int(), 503u);
-        EXPECT_EQ(korvan::attack::test::identifierOf(response->body()), errorid::kTimedOut);
+        EXPECT_EQ(korvan::test::identifierOf(response->body()), errorid::kTimedOut);
     }
     ASSERT_TRUE(c->send(request("GET", "/health"))) << c->error();
     auto health = c->readResponse();

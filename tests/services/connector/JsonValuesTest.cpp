@@ -9,7 +9,9 @@
 #include "foundation/json/Parser.hpp"
 #include "korvan/services/connector/JsonValues.hpp"
 
-namespace korvan::services::connector::test {
+namespace korvan::test {
+
+using namespace korvan::services::connector;
 namespace {
 
 namespace json = foundation::json;
@@ -155,4 +157,4 @@ TEST(JsonMapping, PythonsBareWordsBecomeEnvelopesOnlyOutsideStrings) {
 }
 
 }  // namespace
-}  // namespace korvan::services::connector::test
+}  // namespace korvan::test

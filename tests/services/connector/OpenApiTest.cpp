@@ -14,7 +14,9 @@
 #include "korvan/services/connector/RequestHandler.hpp"
 #include "korvan/shell/FolderFunctionCatalog.hpp"
 
-namespace korvan::services::connector::test {
+namespace korvan::test {
+
+using namespace korvan::services::connector;
 namespace {
 
 namespace fs = std::filesystem;
@@ -22,7 +24,7 @@ namespace http = boost::beast::http;
 namespace json = foundation::json;
 
 // GETs answer without calling anything.
-struct NoCalls final : test::BlockingInvoker {
+struct NoCalls final : korvan::test::BlockingInvoker {
     CallOutcome invoke(korvan::host::Function, json::Value, int) override {
         ADD_FAILURE() << "a GET made a call";
         return {};
@@ -89,4 +91,4 @@ TEST_F(OpenApi, DescribesEveryFunctionAndNeedsTheToken) {
 }
 
 }  // namespace
-}  // namespace korvan::services::connector::test
+}  // namespace korvan::test

@@ -54,7 +54,7 @@ void registerTestFunctions() {
     (void)done;
 }
 
-struct DirectInvoker : test::BlockingInvoker {
+struct DirectInvoker : korvan::test::BlockingInvoker {
     std::atomic<int> fCalls{0};
     CallOutcome invoke(korvan::host::Function function, json::Value args, int nargout) override {
         ++fCalls;
@@ -86,7 +86,7 @@ class RequestHandlerTest : public ::testing::Test {
         request.prepare_payload();
         RequestContext context{fCatalog, fInvoker,
                                [this](std::string_view t) { return fToken.check(t, fNow); }};
-        return test::respondNow(request, context);
+        return korvan::test::respondNow(request, context);
     }
 
     HostFunctionCatalog fCatalog;
@@ -104,7 +104,7 @@ std::string errorId(const Response& r) {
 // The page to try functions: its fixed files without the token, with its own security
 // headers; nothing else from its folder, and nothing when it is not installed.
 TEST(DocsPageTest, FixedFilesWithoutTheTokenAndNothingElse) {
-    korvan::services::connector::test::TempFolder folder;
+    korvan::test::TempFolder folder;
     for (const char* name : {"index.html", "docs.js", "secret.txt"})
         std::ofstream(folder.path() / name) << "content of " << name;
     HostFunctionCatalog catalog;
@@ -114,7 +114,7 @@ TEST(DocsPageTest, FixedFilesWithoutTheTokenAndNothingElse) {
         RequestContext context{catalog, invoker,
                                [](std::string_view) { return AccessToken::Check::Wrong; },
                                std::move(docs)};
-        return test::respondNow(request, context);
+        return korvan::test::respondNow(request, context);
     };
     const Response page = get("/v1/docs", folder.path());
     EXPECT_EQ(page.result_int(), 200);

@@ -21,7 +21,7 @@ class ServerSettingsTest : public ::testing::TestWithParam<Case> {};
 
 TEST_P(ServerSettingsTest, ReadsOverTheDefaultsOrNamesTheMistake) {
     const Case& c = GetParam();
-    test::TempFolder folder;
+    korvan::test::TempFolder folder;
     const auto file = folder.path() / kServerSettingsFile;
     std::ofstream(file) << c.fText;
     Config base;

@@ -9,7 +9,10 @@
 
 #include "korvan/services/connector/WorkerProtocol.hpp"
 
-namespace korvan::services::connector::worker::test {
+namespace korvan::test {
+
+using namespace korvan::services::connector;
+using namespace korvan::services::connector::worker;
 namespace {
 
 struct Queue {
@@ -76,4 +79,4 @@ TEST(CallQueue, WhatIsNotAWholeFrameIsRefused) {
 }
 
 }  // namespace
-}  // namespace korvan::services::connector::worker::test
+}  // namespace korvan::test

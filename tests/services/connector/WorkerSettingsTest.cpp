@@ -8,7 +8,9 @@
 #include "TempFolder.hpp"
 #include "korvan/services/connector/WorkerSettings.hpp"
 
-namespace korvan::services::connector::test {
+namespace korvan::test {
+
+using namespace korvan::services::connector;
 namespace {
 
 using namespace std::chrono_literals;
@@ -66,4 +68,4 @@ INSTANTIATE_TEST_SUITE_P(
                       BadFile{"{workers: 2}", "not JSON"}));
 
 }  // namespace
-}  // namespace korvan::services::connector::test
+}  // namespace korvan::test

@@ -9,7 +9,7 @@
 #include "ServiceHostFixture.hpp"
 #include "korvanconnector/vshupdateflip/IVshupdateflipClient.hpp"
 
-namespace servicehosttest {
+namespace korvan::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -249,4 +249,4 @@ TEST_F(ServiceHostTest, ConcurrentFlipsAreSerialised) {
 }
 
 }  // namespace
-}  // namespace servicehosttest
+}  // namespace korvan::test

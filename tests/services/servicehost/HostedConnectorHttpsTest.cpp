@@ -17,9 +17,9 @@ namespace {
 
 namespace fs = std::filesystem;
 namespace json = boost::json;
-namespace http = korvan::services::connector::test::http;
+namespace http = korvan::test::http;
 using namespace korvan::services;
-using namespace korvan::services::servicehost::test;
+using namespace korvan::test;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -40,11 +40,11 @@ class HostedConnectorHttpsTest : public ::testing::Test, public HostedFixture {
                         fs::path trusted = {}) {
         http::request<http::string_body> request(http::verb::get, "/v1" + path, 11);
         if (!token.empty()) request.set(http::field::authorization, "Bearer " + token);
-        connector::test::ClientOptions options;
+        korvan::test::ClientOptions options;
         options.fTrusted = trusted.empty() ? fs::path(callText(c, "getCertificate")) : trusted;
         const auto port = static_cast<std::uint16_t>(call(c, "getPort").as_int64());
         std::string error;
-        auto response = connector::test::httpsRequest(port, std::move(request), options, &error);
+        auto response = korvan::test::httpsRequest(port, std::move(request), options, &error);
         if (!response) {
             ADD_FAILURE() << "no answer: " << error;
             return 0;
@@ -172,11 +172,11 @@ TEST_F(HostedConnectorHttpsTest, AFailedCallIsFoundByItsRequestIdentifier) {
         request.set(http::field::authorization, "Bearer " + token);
         request.set(http::field::content_type, "application/json");
         request.body() = body;
-        connector::test::ClientOptions options;
+        korvan::test::ClientOptions options;
         options.fTrusted = fs::path(callText(*c, "getCertificate"));
-        auto response = connector::test::httpsRequest(
-            static_cast<std::uint16_t>(call(*c, "getPort").as_int64()), std::move(request),
-            options);
+        auto response =
+            korvan::test::httpsRequest(static_cast<std::uint16_t>(call(*c, "getPort").as_int64()),
+                                       std::move(request), options);
         EXPECT_TRUE(response.has_value());
         return response.value_or(http::response<http::string_body>{});
     };
@@ -208,11 +208,11 @@ TEST_F(HostedConnectorHttpsTest, ShutdownStopsTheServer) {
     const fs::path certificate = callText(*c, "getCertificate");
     c->shutdown();
     EXPECT_THROW(c->invoke("getStatus", "{}"), std::runtime_error);
-    connector::test::ClientOptions options;
+    korvan::test::ClientOptions options;
     options.fTrusted = certificate;
     options.fTimeout = std::chrono::seconds(3);
     http::request<http::string_body> request(http::verb::get, "/v1/health", 11);
-    EXPECT_FALSE(connector::test::httpsRequest(port, std::move(request), options));
+    EXPECT_FALSE(korvan::test::httpsRequest(port, std::move(request), options));
     EXPECT_THAT(connectorLog(), HasSubstr("stopped (the service instance was shut down)"));
 }
 

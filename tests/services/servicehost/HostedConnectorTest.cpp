@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 namespace json = boost::json;
 using namespace korvan::services;
-using namespace korvan::services::servicehost::test;
+using namespace korvan::test;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::Not;

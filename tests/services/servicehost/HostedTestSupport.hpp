@@ -18,9 +18,12 @@
 #include "korvan/services/servicehost/HostedConnector.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 
-namespace korvan::services::servicehost::test {
+namespace korvan::test {
 
-using connector::test::TempFolder;
+using namespace korvan::services::servicehost;
+using namespace korvan::services;
+
+using korvan::test::TempFolder;
 using settings::ConnectorSettings;
 using settings::SettingsStore;
 
@@ -49,8 +52,8 @@ class HostedFixture {
         fCatalog = std::make_shared<connector::HostFunctionCatalog>();
         fCatalog->expose("math", "twice", "hostedTestTwice");
         fCatalog->expose("stats", "twice", "hostedTestTwice");
-        fInvoker = std::make_shared<connector::test::InterpreterInvoker>(fInterpreter.getXVM(),
-                                                                         std::chrono::seconds(5));
+        fInvoker = std::make_shared<korvan::test::InterpreterInvoker>(fInterpreter.getXVM(),
+                                                                      std::chrono::seconds(5));
     }
 
     std::filesystem::path prefs() const { return fFolder.path() / "prefs"; }
@@ -84,4 +87,4 @@ class HostedFixture {
     std::shared_ptr<SettingsStore> fStore;
 };
 
-}  // namespace korvan::services::servicehost::test
+}  // namespace korvan::test

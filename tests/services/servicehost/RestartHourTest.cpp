@@ -8,7 +8,7 @@
 
 #include "ServiceHostFixture.hpp"
 
-namespace servicehosttest {
+namespace korvan::test {
 namespace {
 
 struct HourCase {
@@ -83,4 +83,4 @@ TEST_F(ServiceHostTest, AWriteFailureRefusesAndKeepsTheEarlierHour) {
 }
 
 }  // namespace
-}  // namespace servicehosttest
+}  // namespace korvan::test

@@ -7,7 +7,7 @@
 #include "ServiceHostFixture.hpp"
 #include "korvan/services/servicehost/RestartTime.hpp"
 
-namespace servicehosttest {
+namespace korvan::test {
 namespace {
 
 using Clock = std::chrono::system_clock;
@@ -100,4 +100,4 @@ TEST(RestartTimeTest, RefusesHoursOutsideTheDay) {
 }
 
 }  // namespace
-}  // namespace servicehosttest
+}  // namespace korvan::test

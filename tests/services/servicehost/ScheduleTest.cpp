@@ -7,7 +7,7 @@
 
 #include "ServiceHostFixture.hpp"
 
-namespace servicehosttest {
+namespace korvan::test {
 namespace {
 
 using Clock = std::chrono::system_clock;
@@ -147,4 +147,4 @@ TEST_F(ScheduleTest, TheDestructorCancelsAPendingFlipWithoutWaitingForIt) {
 }
 
 }  // namespace
-}  // namespace servicehosttest
+}  // namespace korvan::test

@@ -27,7 +27,7 @@
 #include "korvan/services/servicehost/HostedService.hpp"
 #include "rest/kv/connectorclient/RestFcnConnectorClient.hpp"
 
-namespace servicehosttest {
+namespace korvan::test {
 
 class EventLog {
   public:
@@ -235,4 +235,4 @@ class InvokableRecorder final
     std::thread::id fLastThread;
 };
 
-}  // namespace servicehosttest
+}  // namespace korvan::test

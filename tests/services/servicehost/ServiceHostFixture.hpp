@@ -22,7 +22,7 @@
 #include "korvan/services/servicehost/ServiceHost.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 
-namespace servicehosttest {
+namespace korvan::test {
 
 using korvan::services::servicehost::ServiceHost;
 using korvan::services::servicehost::ServiceHostOptions;
@@ -107,7 +107,7 @@ class ServiceHostTest : public ::testing::Test {
 
     std::vector<std::string> events() const { return fLog->events(); }
 
-    korvan::services::connector::test::TempFolder fFolder;
+    korvan::test::TempFolder fFolder;
     cppmicroservices::BundleContext fContext;
     std::shared_ptr<EventLog> fLog = std::make_shared<EventLog>();
     FakeFactory fFactory{fLog};
@@ -118,4 +118,4 @@ class ServiceHostTest : public ::testing::Test {
     std::shared_ptr<ServiceHost> fHost;  // destroyed first
 };
 
-}  // namespace servicehosttest
+}  // namespace korvan::test

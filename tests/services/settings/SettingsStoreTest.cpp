@@ -21,9 +21,9 @@
 namespace {
 
 namespace fs = std::filesystem;
-using korvan::services::connector::test::TempFolder;
 using korvan::services::settings::ConnectorSettings;
 using korvan::services::settings::SettingsStore;
+using korvan::test::TempFolder;
 using ::testing::HasSubstr;
 
 std::string readFile(const fs::path& path) {

@@ -8,7 +8,9 @@
 #include "KorvanProcess.hpp"
 #include "korvan/host/Version.hpp"
 
-namespace korvan::shell::test {
+namespace korvan::test {
+
+using namespace korvan::shell;
 namespace {
 
 using Mode = CommandLine::Mode;
@@ -237,4 +239,4 @@ TEST(InterruptTest, RedirectedOutputArrivesLineByLineWhileTheScriptRuns) {
 }
 
 }  // namespace
-}  // namespace korvan::shell::test
+}  // namespace korvan::test

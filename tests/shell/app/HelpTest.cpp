@@ -5,7 +5,7 @@
 
 #include "KorvanProcess.hpp"
 
-namespace korvan::shell::test {
+namespace korvan::test {
 namespace {
 
 struct HelpCase {
@@ -99,4 +99,4 @@ TEST(HelpRefusal, WhatIsNotAClassIsRefusedWithAnIdentifier) {
 }
 
 }  // namespace
-}  // namespace korvan::shell::test
+}  // namespace korvan::test

@@ -18,7 +18,7 @@
 
 extern char** environ;
 
-namespace korvan::shell::test {
+namespace korvan::test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -217,4 +217,4 @@ int Terminal::waitExit(std::chrono::milliseconds limit) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-}  // namespace korvan::shell::test
+}  // namespace korvan::test

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace korvan::shell::test {
+namespace korvan::test {
 
 using namespace std::chrono_literals;
 
@@ -86,4 +86,4 @@ class Terminal {
     std::size_t fMatched = 0;
 };
 
-}  // namespace korvan::shell::test
+}  // namespace korvan::test

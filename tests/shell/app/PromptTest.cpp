@@ -8,7 +8,7 @@
 #include "KorvanProcess.hpp"
 #include "SessionHttps.hpp"
 
-namespace korvan::shell::test {
+namespace korvan::test {
 namespace {
 
 class PromptTest : public ::testing::Test {
@@ -41,18 +41,18 @@ TEST_F(PromptTest, RunsStatementsAndBlocksAndLeavesOnCtrlD) {
 // Leaving the prompt ends a running connector with korvan: the person is told so, with its
 // address, and nothing answers there afterwards. A stopped connector leaves without a word.
 TEST_F(PromptTest, CtrlDSaysItStopsARunningConnector) {
-    std::uint16_t port = korvan::session::test::freeLoopbackPort();
+    std::uint16_t port = korvan::test::freeLoopbackPort();
     Terminal t(env());
     ASSERT_TRUE(t.expect(">> ")) << t.output();
     t.send("c = restFunctionConnector(); c.Port = " + std::to_string(port) + "; start(c)\r");
     ASSERT_TRUE(t.expect(">> ", 30s)) << t.output();
-    ASSERT_TRUE(korvan::session::test::tcpConnects("127.0.0.1", port, 2s)) << t.output();
+    ASSERT_TRUE(korvan::test::tcpConnects("127.0.0.1", port, 2s)) << t.output();
     t.send("\x04");
     ASSERT_TRUE(t.expect("Stopping the REST function connector at https://localhost:" +
                          std::to_string(port) + "/v1 before korvan ends."))
         << t.output();
     EXPECT_EQ(t.waitExit(30s), 0) << t.output();
-    EXPECT_FALSE(korvan::session::test::tcpConnects("127.0.0.1", port, 1s));
+    EXPECT_FALSE(korvan::test::tcpConnects("127.0.0.1", port, 1s));
 
     Terminal stopped(env());
     ASSERT_TRUE(stopped.expect(">> ")) << stopped.output();
@@ -166,4 +166,4 @@ TEST_F(PromptTest, ErrorsAreShownAndHistoryIsKeptInTheSettingsFolder) {
 }
 
 }  // namespace
-}  // namespace korvan::shell::test
+}  // namespace korvan::test

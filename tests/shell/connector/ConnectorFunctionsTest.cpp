@@ -17,7 +17,9 @@
 #include "korvan/services/settings/SettingsStore.hpp"
 #include "korvan/shell/ConnectorFunctions.hpp"
 
-namespace korvan::shell::test {
+namespace korvan::test {
+
+using namespace korvan::shell;
 namespace {
 
 struct ConsentCase {
@@ -215,4 +217,4 @@ TEST(ServiceHostFunctions, FlipWholeAndInHalvesThenForgetTheReleasedHost) {
 }
 
 }  // namespace
-}  // namespace korvan::shell::test
+}  // namespace korvan::test

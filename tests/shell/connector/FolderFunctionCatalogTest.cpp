@@ -14,7 +14,9 @@
 #include "korvan/services/connector/FunctionInvoker.hpp"
 #include "korvan/shell/FolderFunctionCatalog.hpp"
 
-namespace korvan::shell::test {
+namespace korvan::test {
+
+using namespace korvan::shell;
 namespace {
 
 namespace fs = std::filesystem;
@@ -247,4 +249,4 @@ INSTANTIATE_TEST_SUITE_P(
                       ErrorCase{"  exit(3);", "KORVAN:connector:FunctionError", "exit"}));
 
 }  // namespace
-}  // namespace korvan::shell::test
+}  // namespace korvan::test

@@ -12,7 +12,9 @@
 #include "xvm/RunOnInterpreter.hpp"
 #include "xvm/XVM.hpp"
 
-namespace korvan::lang::test {
+namespace korvan::test {
+
+using namespace korvan::lang;
 namespace {
 
 class BuiltinOutput : public ::testing::TestWithParam<OutputCase> {};
@@ -106,4 +108,4 @@ TEST(Builtins, PauseRunsWorkPostedToTheInterpreterThread) {
 }
 
 }  // namespace
-}  // namespace korvan::lang::test
+}  // namespace korvan::test

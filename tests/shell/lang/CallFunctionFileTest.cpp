@@ -10,7 +10,9 @@
 #include "foundation/core/except/IException.hpp"
 #include "korvan/lang/Interpreter.hpp"
 
-namespace korvan::lang::test {
+namespace korvan::test {
+
+using namespace korvan::lang;
 namespace {
 
 namespace fs = std::filesystem;
@@ -133,4 +135,4 @@ TEST_F(CallFunctionFile, ReadsTheFileAsItIsAtTheCall) {
 }
 
 }  // namespace
-}  // namespace korvan::lang::test
+}  // namespace korvan::test

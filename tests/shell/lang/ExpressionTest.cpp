@@ -3,7 +3,9 @@
 
 #include "LangTestSupport.hpp"
 
-namespace korvan::lang::test {
+namespace korvan::test {
+
+using namespace korvan::lang;
 namespace {
 
 class ExpressionOutput : public ::testing::TestWithParam<OutputCase> {};
@@ -140,4 +142,4 @@ TEST(Nesting, DeepTextIsASyntaxErrorAndUsualDepthsRun) {
 }
 
 }  // namespace
-}  // namespace korvan::lang::test
+}  // namespace korvan::test

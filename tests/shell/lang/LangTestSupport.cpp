@@ -1,6 +1,8 @@
 #include "LangTestSupport.hpp"
 
-namespace korvan::lang::test {
+namespace korvan::test {
+
+using namespace korvan::lang;
 
 RunOutcome runSource(const std::string& source) {
     std::ostringstream out, err;
@@ -12,4 +14,4 @@ RunOutcome runSource(const std::string& source) {
     return run;
 }
 
-}  // namespace korvan::lang::test
+}  // namespace korvan::test

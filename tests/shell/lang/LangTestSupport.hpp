@@ -6,7 +6,9 @@
 
 #include "korvan/lang/Interpreter.hpp"
 
-namespace korvan::lang::test {
+namespace korvan::test {
+
+using namespace korvan::lang;
 
 struct RunOutcome {
     Interpreter::Result fResult;
@@ -26,4 +28,4 @@ struct ErrorCase {
     const char* fIdentifier;  // of the uncaught error
 };
 
-}  // namespace korvan::lang::test
+}  // namespace korvan::test

@@ -7,18 +7,20 @@
 #include "kcos/kcos.hpp"
 #include "korvan/host/UserCode.hpp"
 
-namespace korvan::lang::test {
+namespace korvan::test {
+
+using namespace korvan::lang;
 namespace {
 
 class Objects : public ::testing::Test {
   protected:
     void SetUp() override {
-        kcostest::registerTestClasses();
+        korvan::test::registerTestClasses();
         korvan::host::UserCode privileged(kcos::COSClient::privilegedClient());
         fWidget = privileged.construct("kcostest.Widget");
         fInterpreter.setVariable("w", fWidget);
     }
-    kcostest::Widget* widget() { return kcostest::widgetOf(fWidget.get()); }
+    korvan::test::Widget* widget() { return korvan::test::widgetOf(fWidget.get()); }
     std::string run(const std::string& source) {
         fOut.str("");
         fErr.str("");
@@ -94,4 +96,4 @@ TEST_F(Objects, DatetimesAndDurations) {
 }
 
 }  // namespace
-}  // namespace korvan::lang::test
+}  // namespace korvan::test

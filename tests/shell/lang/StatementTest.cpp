@@ -7,7 +7,9 @@
 
 #include "LangTestSupport.hpp"
 
-namespace korvan::lang::test {
+namespace korvan::test {
+
+using namespace korvan::lang;
 namespace {
 
 class StatementOutput : public ::testing::TestWithParam<OutputCase> {};
@@ -180,4 +182,4 @@ TEST_F(FunctionFilesTest, ScriptFileDefinesLocalFunctions) {
 }
 
 }  // namespace
-}  // namespace korvan::lang::test
+}  // namespace korvan::test

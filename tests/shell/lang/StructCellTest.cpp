@@ -7,7 +7,9 @@
 #include "kcos/kcos.hpp"
 #include "korvan/host/UserCode.hpp"
 
-namespace korvan::lang::test {
+namespace korvan::test {
+
+using namespace korvan::lang;
 namespace {
 
 class StructCellOutput : public ::testing::TestWithParam<OutputCase> {};
@@ -174,7 +176,7 @@ TEST(StructCellMessages, NameTheFieldTheOperatorAndTheClass) {
 // Objects inside structs and cells stay handles: a property set through a field reaches the
 // object, and the object's own property syntax is unchanged.
 TEST(StructCellObjects, PropertySetThroughAFieldReachesTheObject) {
-    kcostest::registerTestClasses();
+    korvan::test::registerTestClasses();
     korvan::host::UserCode privileged(kcos::COSClient::privilegedClient());
     kx::ArrayPtr widget = privileged.construct("kcostest.Widget");
     std::ostringstream out, err;
@@ -182,11 +184,11 @@ TEST(StructCellObjects, PropertySetThroughAFieldReachesTheObject) {
     in.setVariable("w", widget);
     auto r = in.run("s.w = w; s.w.Port = 7; c = {w}; p = c{1}.Port; w.Port = 8080; q = s.w.Port");
     ASSERT_EQ(r.fStatus, Interpreter::Status::Ok) << err.str();
-    EXPECT_EQ(kcostest::widgetOf(widget.get())->fPort, 8080);
+    EXPECT_EQ(korvan::test::widgetOf(widget.get())->fPort, 8080);
     EXPECT_EQ(kxGetScalar(in.variable("p").get()), 7);
     EXPECT_EQ(kxGetScalar(in.variable("q").get()), 8080);
     EXPECT_TRUE(kxIsObject(in.variable("w").get()));
 }
 
 }  // namespace
-}  // namespace korvan::lang::test
+}  // namespace korvan::test

@@ -14,7 +14,9 @@
 #include "xvm/RunOnInterpreter.hpp"
 #include "xvm/XVM.hpp"
 
-namespace korvan::lang::test {
+namespace korvan::test {
+
+using namespace korvan::lang;
 namespace {
 
 class SystemOutput : public ::testing::TestWithParam<OutputCase> {};
@@ -106,4 +108,4 @@ TEST(System, AnInterruptEndsTheCommandAndItsChildren) {
 }
 
 }  // namespace
-}  // namespace korvan::lang::test
+}  // namespace korvan::test

@@ -27,7 +27,7 @@
 #include "korvan/services/settings/SettingsStore.hpp"
 #include "korvan/shell/FolderFunctionCatalog.hpp"
 
-namespace korvan::attack::test {
+namespace korvan::test {
 
 namespace fs = std::filesystem;
 namespace connector = korvan::services::connector;
@@ -74,8 +74,8 @@ class AttackTarget {
         tuning.fMaxConnections = options.fMaxConnections;
         fConnector = std::make_unique<korvan::services::servicehost::HostedConnector>(
             fStore, std::make_shared<korvan::shell::FolderFunctionCatalog>(services),
-            std::make_shared<connector::test::InterpreterInvoker>(fInterpreter.getXVM(),
-                                                                  std::chrono::seconds(5)),
+            std::make_shared<korvan::test::InterpreterInvoker>(fInterpreter.getXVM(),
+                                                               std::chrono::seconds(5)),
             tuning);
         fConnector->invoke("setPort", R"({"port":0})");
         if (!options.fHostName.empty())
@@ -105,11 +105,11 @@ class AttackTarget {
         return std::string(boost::json::parse(fConnector->invoke(operation, "{}")).as_string());
     }
 
-    korvan::services::connector::test::TempFolder fFolder;
+    korvan::test::TempFolder fFolder;
     korvan::host::InterpreterThread fInterpreter;
     std::shared_ptr<korvan::services::settings::SettingsStore> fStore;
     std::unique_ptr<korvan::services::servicehost::HostedConnector> fConnector;
     std::uint16_t fPort = 0;
 };
 
-}  // namespace korvan::attack::test
+}  // namespace korvan::test

@@ -12,7 +12,7 @@
 #include "AttackClient.hpp"
 #include "AttackTarget.hpp"
 
-namespace korvan::attack::test {
+namespace korvan::test {
 namespace {
 
 constexpr auto kServerMustCloseWithin = 8s;
@@ -200,4 +200,4 @@ TEST_F(ConnectionAttack, Tls12OffersOnlyForwardSecretAeadSuitesInTheServersOrder
 }
 
 }  // namespace
-}  // namespace korvan::attack::test
+}  // namespace korvan::test

@@ -30,15 +30,15 @@
 #include "korvan/services/servicehost/ServiceHost.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 
-namespace korvan::attack::test {
+namespace korvan::test {
 namespace {
 
 using namespace std::chrono_literals;
-using modtest::ModuleHarness;
-namespace user = modtest::user;
+using korvan::test::ModuleHarness;
+namespace user = korvan::test::user;
 namespace servicehost = korvan::services::servicehost;
 namespace connector = korvan::services::connector;
-namespace session = korvan::session::test;
+namespace session = korvan::test;
 
 constexpr const char* kDialog = "korvan.internal.rest.showDialog";
 
@@ -88,13 +88,13 @@ std::string readText(const std::filesystem::path& path) {
     return text.str();
 }
 
-std::string statusOf(const modtest::Value& c) {
+std::string statusOf(const korvan::test::Value& c) {
     return user::memberName(user::get(c, "Status"));
 }
 
 TEST(ConsentAttack, RemoteModeBindsNothingWithoutConsent) {
     auto& harness = ModuleHarness::instance();
-    foundation::log::ScopedCapture moduleLog{modtest::kModuleChannel};
+    foundation::log::ScopedCapture moduleLog{korvan::test::kModuleChannel};
     foundation::log::ScopedCapture hostLog{"korvan::servicehost"};
     foundation::log::ScopedCapture clientLog{"korvan::client"};
     foundation::log::ScopedCapture frameworkLog{"agent::spf"};
@@ -103,12 +103,12 @@ TEST(ConsentAttack, RemoteModeBindsNothingWithoutConsent) {
         Services services;
         EnvironmentDialog dialog;
         harness.loadModule();
-        modtest::Value c = user::connector();
-        token = modtest::text(user::get(c, "RESTPersonalAccessToken"));
+        korvan::test::Value c = user::connector();
+        token = korvan::test::text(user::get(c, "RESTPersonalAccessToken"));
         ASSERT_EQ(token.size(), 64u);
 
         const std::uint16_t port = session::freeLoopbackPort();
-        user::set(c, "Port", modtest::num(port));
+        user::set(c, "Port", korvan::test::num(port));
         user::set(c, "ClientAccessMode",
                   user::member("korvan.engine.rest.ClientAccessMode.remote"));
         ASSERT_EQ(services.fSettings->current().fAccessMode, 1);
@@ -126,7 +126,7 @@ TEST(ConsentAttack, RemoteModeBindsNothingWithoutConsent) {
                 ::setenv(korvan::shell::kConsentVariable, a.fValue, 1);
             else
                 ::unsetenv(korvan::shell::kConsentVariable);
-            EXPECT_EQ(modtest::errorIdOf([&] { user::method(c, "start"); }), "");
+            EXPECT_EQ(korvan::test::errorIdOf([&] { user::method(c, "start"); }), "");
             EXPECT_EQ(dialog.calls(), ++asked) << "the dialog was not asked";
             EXPECT_EQ(statusOf(c), "notrunning");
             EXPECT_FALSE(listening("127.0.0.1", port)) << "something listens on loopback";
@@ -143,7 +143,7 @@ TEST(ConsentAttack, RemoteModeBindsNothingWithoutConsent) {
         session::Request health;
         health.fPort = port;
         health.fTarget = "/v1/health";
-        health.fTrusted = modtest::text(user::get(c, "Certificate"));
+        health.fTrusted = korvan::test::text(user::get(c, "Certificate"));
         std::string error;
         const auto reply = session::httpsRequest(health, &error);
         ASSERT_TRUE(reply.has_value()) << error;
@@ -168,4 +168,4 @@ TEST(ConsentAttack, RemoteModeBindsNothingWithoutConsent) {
 }
 
 }  // namespace
-}  // namespace korvan::attack::test
+}  // namespace korvan::test

@@ -14,7 +14,7 @@
 #include "AttackClient.hpp"
 #include "AttackTarget.hpp"
 
-namespace korvan::attack::test {
+namespace korvan::test {
 namespace {
 
 // Resident size of this process (which runs the connector), in KiB.
@@ -240,4 +240,4 @@ TEST(ConnectionCapAttack, ConnectionsBeyondTheCapAreClosedUnreadAndPlacesComeBac
 }
 
 }  // namespace
-}  // namespace korvan::attack::test
+}  // namespace korvan::test

@@ -6,7 +6,7 @@
 #include "AttackClient.hpp"
 #include "AttackTarget.hpp"
 
-namespace korvan::attack::test {
+namespace korvan::test {
 namespace {
 
 class InputAttack : public ::testing::Test {
@@ -248,4 +248,4 @@ TEST_F(InputAttack, LocalModeAnswersOnlyRequestsAddressedToThisMachine) {
 }
 
 }  // namespace
-}  // namespace korvan::attack::test
+}  // namespace korvan::test

@@ -10,7 +10,7 @@
 #include "AttackClient.hpp"
 #include "AttackTarget.hpp"
 
-namespace korvan::attack::test {
+namespace korvan::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -29,7 +29,7 @@ std::string startError(const TargetOptions& options) {
 TEST(LogAttack, ALinkAtALogFileIsNeverFollowed) {
     for (const char* file : {"access.log", "connector.log"}) {
         SCOPED_TRACE(file);
-        korvan::services::connector::test::TempFolder elsewhere;  // outlives the target
+        korvan::test::TempFolder elsewhere;  // outlives the target
         const fs::path victim = elsewhere.path() / "victim.txt";
         writeText(victim, "precious\n");
         TargetOptions options;
@@ -83,4 +83,4 @@ TEST(LogAttack, RequestPathsAreWrittenEscaped) {
 }
 
 }  // namespace
-}  // namespace korvan::attack::test
+}  // namespace korvan::test

@@ -12,7 +12,7 @@
 #include "AttackTarget.hpp"
 #include "foundation/log/Capture.hpp"
 
-namespace korvan::attack::test {
+namespace korvan::test {
 namespace {
 
 const std::string kServices = "/v1/services";
@@ -188,4 +188,4 @@ TEST(TokenAttack, KeyAndSettingsFilesAreTheOwnersOnly) {
 }
 
 }  // namespace
-}  // namespace korvan::attack::test
+}  // namespace korvan::test

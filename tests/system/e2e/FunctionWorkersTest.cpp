@@ -22,7 +22,9 @@
 #include "korvan/services/connector/WorkerInvoker.hpp"
 #include "korvan/shell/FolderFunctionCatalog.hpp"
 
-namespace korvan::services::connector::test {
+namespace korvan::test {
+
+using namespace korvan::services::connector;
 namespace {
 
 namespace fs = std::filesystem;
@@ -352,4 +354,4 @@ TEST_F(FunctionWorkers, AServiceAddedWhileRunningIsServedAndARemovedFileIsUnknow
 }
 
 }  // namespace
-}  // namespace korvan::services::connector::test
+}  // namespace korvan::test

@@ -24,13 +24,13 @@
 #include "korvan/services/servicehost/ServiceHost.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 
-namespace faulttest {
+namespace korvan::test {
 namespace {
 
 using namespace std::chrono_literals;
 namespace connector = korvan::services::connector;
 namespace servicehost = korvan::services::servicehost;
-namespace http = connector::test::http;
+namespace http = korvan::test::http;
 
 bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit = 10s) {
     const auto end = std::chrono::steady_clock::now() + limit;
@@ -59,7 +59,7 @@ class OneFunctionCatalog final : public connector::FunctionServiceCatalog {
 /// Answers {"results":[42]}; the first call says it has started and then waits for the test to
 /// open the gate, at most 5 s: the stand-in for the interpreter invoker's time-out, which is
 /// what bounds a stop's wait for a call that is still running.
-class GatedInvoker final : public connector::test::BlockingInvoker {
+class GatedInvoker final : public korvan::test::BlockingInvoker {
   public:
     connector::CallOutcome invoke(korvan::host::Function, foundation::json::Value, int) override {
         if (!fFirstTaken.exchange(true)) {
@@ -143,13 +143,13 @@ class HostDownTest : public ::testing::TestWithParam<DownCase> {
         http::request<http::string_body> request(http::verb::post, "/v1/services/slow/wait", 11);
         request.set(http::field::authorization, "Bearer " + e.fToken);
         request.body() = R"({"args":[],"nargout":1})";
-        connector::test::ClientOptions client;
+        korvan::test::ClientOptions client;
         client.fTrusted = e.fCertificate;
         client.fTimeout = 20s;
-        return connector::test::httpsRequest(e.fPort, std::move(request), client, error);
+        return korvan::test::httpsRequest(e.fPort, std::move(request), client, error);
     }
 
-    connector::test::TempFolder fFolder;
+    korvan::test::TempFolder fFolder;
     std::shared_ptr<korvan::services::settings::SettingsStore> fSettings =
         std::make_shared<korvan::services::settings::SettingsStore>(fFolder.path());
     std::shared_ptr<connector::FunctionServiceCatalog> fCatalog =
@@ -231,4 +231,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const ::testing::TestParamInfo<DownCase>& info) { return info.param.fName; });
 
 }  // namespace
-}  // namespace faulttest
+}  // namespace korvan::test

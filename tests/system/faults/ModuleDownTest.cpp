@@ -31,14 +31,14 @@
 #include "korvan/services/servicehost/ServiceHost.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 
-namespace faulttest {
+namespace korvan::test {
 namespace {
 
 using namespace std::chrono_literals;
-using modtest::ModuleHarness;
-using modtest::Value;
-using modtest::waitUntil;
-namespace user = modtest::user;
+using korvan::test::ModuleHarness;
+using korvan::test::Value;
+using korvan::test::waitUntil;
+namespace user = korvan::test::user;
 namespace servicehost = korvan::services::servicehost;
 namespace connector = korvan::services::connector;
 
@@ -51,7 +51,7 @@ connector::Config shortStop() {
     return tuning;
 }
 
-struct Services : korvan::session::test::SessionServices {
+struct Services : korvan::test::SessionServices {
     Services() : SessionServices(shortStop()) {}
     /// The status the hosted instance reports (-1 while there is none).
     std::int64_t hostedStatus() const {
@@ -71,15 +71,18 @@ void expectEveryCallFails(const Value& c, const std::string& expected) {
     for (const char* property : {"Port", "LogLocation", "HostName", "ClientAccessMode",
                                  "ServiceNames", "RESTPersonalAccessToken", "TokenExpirationDate",
                                  "Certificate", "CertificateExpirationDate", "BaseURL", "Status"})
-        EXPECT_EQ(modtest::errorIdOf([&] { user::get(c, property); }), expected) << property;
-    EXPECT_EQ(modtest::errorIdOf([&] { user::set(c, "Port", modtest::num(9555)); }), expected);
-    EXPECT_EQ(modtest::errorIdOf([&] { user::set(c, "HostName", modtest::str("127.0.0.1")); }),
+        EXPECT_EQ(korvan::test::errorIdOf([&] { user::get(c, property); }), expected) << property;
+    EXPECT_EQ(korvan::test::errorIdOf([&] { user::set(c, "Port", korvan::test::num(9555)); }),
               expected);
-    EXPECT_EQ(modtest::errorIdOf([&] { user::method(c, "start"); }), expected);
-    EXPECT_EQ(modtest::errorIdOf([&] { user::method(c, "stop"); }), expected);
-    EXPECT_EQ(modtest::errorIdOf([&] { user::method(c, "reset"); }), expected);
-    EXPECT_EQ(modtest::errorIdOf([&] { user::method(c, "changeToken", {modtest::num(3)}); }),
-              expected);
+    EXPECT_EQ(
+        korvan::test::errorIdOf([&] { user::set(c, "HostName", korvan::test::str("127.0.0.1")); }),
+        expected);
+    EXPECT_EQ(korvan::test::errorIdOf([&] { user::method(c, "start"); }), expected);
+    EXPECT_EQ(korvan::test::errorIdOf([&] { user::method(c, "stop"); }), expected);
+    EXPECT_EQ(korvan::test::errorIdOf([&] { user::method(c, "reset"); }), expected);
+    EXPECT_EQ(
+        korvan::test::errorIdOf([&] { user::method(c, "changeToken", {korvan::test::num(3)}); }),
+        expected);
 }
 
 /// While the service is away: reads answer as last persisted and Status reads notrunning; a
@@ -87,14 +90,16 @@ void expectEveryCallFails(const Value& c, const std::string& expected) {
 /// service itself is refused with the client's identifier.
 void expectAwayAnswers(const Value& c, std::uint16_t port, const std::string& token) {
     EXPECT_EQ(statusOf(c), "notrunning");
-    EXPECT_EQ(modtest::scalar(user::get(c, "Port")), port);
-    EXPECT_EQ(modtest::text(user::get(c, "RESTPersonalAccessToken")), token);
+    EXPECT_EQ(korvan::test::scalar(user::get(c, "Port")), port);
+    EXPECT_EQ(korvan::test::text(user::get(c, "RESTPersonalAccessToken")), token);
     korvan::host::clearLastWarning();
-    EXPECT_EQ(modtest::errorIdOf([&] { user::set(c, "Port", modtest::num(port + 1)); }), "");
+    EXPECT_EQ(korvan::test::errorIdOf([&] { user::set(c, "Port", korvan::test::num(port + 1)); }),
+              "");
     EXPECT_EQ(korvan::host::lastWarning().identifier, "KORVAN:connectorClient:ChangedDuringUpdate");
-    EXPECT_EQ(modtest::scalar(user::get(c, "Port")), port);
-    EXPECT_EQ(modtest::errorIdOf([&] { user::method(c, "changeToken", {modtest::num(3)}); }),
-              kNotAvailable);
+    EXPECT_EQ(korvan::test::scalar(user::get(c, "Port")), port);
+    EXPECT_EQ(
+        korvan::test::errorIdOf([&] { user::method(c, "changeToken", {korvan::test::num(3)}); }),
+        kNotAvailable);
 }
 
 /// Whether something accepts TCP connections on 127.0.0.1:port.
@@ -111,11 +116,11 @@ TEST(ModuleDownTest, CallsWhileTheServiceIsGoneFailCleanlyAndWorkAfterwards) {
     Services services;
     harness.loadModule();
     Value c = user::connector();
-    const std::uint16_t port = korvan::session::test::freeLoopbackPort();
-    user::set(c, "Port", modtest::num(port));
+    const std::uint16_t port = korvan::test::freeLoopbackPort();
+    user::set(c, "Port", korvan::test::num(port));
     user::method(c, "start");
     ASSERT_EQ(statusOf(c), "running");
-    const std::string token = modtest::text(user::get(c, "RESTPersonalAccessToken"));
+    const std::string token = korvan::test::text(user::get(c, "RESTPersonalAccessToken"));
 
     {
         SCOPED_TRACE("flipped down");
@@ -134,8 +139,8 @@ TEST(ModuleDownTest, CallsWhileTheServiceIsGoneFailCleanlyAndWorkAfterwards) {
             << "not restarted after the flip";
         harness.drainInterpreter();
         EXPECT_EQ(statusOf(c), "running");
-        EXPECT_EQ(modtest::scalar(user::get(c, "Port")), port);
-        EXPECT_EQ(modtest::text(user::get(c, "RESTPersonalAccessToken")), token);
+        EXPECT_EQ(korvan::test::scalar(user::get(c, "Port")), port);
+        EXPECT_EQ(korvan::test::text(user::get(c, "RESTPersonalAccessToken")), token);
         EXPECT_TRUE(answersOn(port));
     }
     {
@@ -157,9 +162,9 @@ TEST(ModuleDownTest, CallsWhileTheServiceIsGoneFailCleanlyAndWorkAfterwards) {
         harness.drainInterpreter();
         expectEveryCallFails(c, "KORVAN:restFcnService:NoConnectorFound");
         services.fSide.openClient();
-        ASSERT_TRUE(
-            waitUntil([&] { return modtest::errorIdOf([&] { user::get(c, "Port"); }).empty(); }));
-        EXPECT_EQ(modtest::scalar(user::get(c, "Port")), port);
+        ASSERT_TRUE(waitUntil(
+            [&] { return korvan::test::errorIdOf([&] { user::get(c, "Port"); }).empty(); }));
+        EXPECT_EQ(korvan::test::scalar(user::get(c, "Port")), port);
         user::method(c, "start");
         EXPECT_EQ(statusOf(c), "running");
         user::method(c, "stop");
@@ -168,4 +173,4 @@ TEST(ModuleDownTest, CallsWhileTheServiceIsGoneFailCleanlyAndWorkAfterwards) {
 }
 
 }  // namespace
-}  // namespace faulttest
+}  // namespace korvan::test

@@ -11,7 +11,7 @@
 #include "korvan/services/connector/FunctionInvoker.hpp"
 #include "korvan/services/connector/FunctionServiceCatalog.hpp"
 
-namespace faulttest {
+namespace korvan::test {
 
 namespace fs = std::filesystem;
 namespace connector = korvan::services::connector;
@@ -19,7 +19,7 @@ namespace connector = korvan::services::connector;
 namespace {
 
 /// No function is called in these tests.
-class NoCalls final : public connector::test::BlockingInvoker {
+class NoCalls final : public korvan::test::BlockingInvoker {
   public:
     connector::CallOutcome invoke(korvan::host::Function, foundation::json::Value, int) override {
         return {500, {}};
@@ -152,4 +152,4 @@ void SetterFaults::fail(const std::string& what) {
     fReport << "FAILED: " << what << "\n";
 }
 
-}  // namespace faulttest
+}  // namespace korvan::test

@@ -15,7 +15,7 @@
 #include "korvan/services/servicehost/HostedConnector.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 
-namespace faulttest {
+namespace korvan::test {
 
 class SetterFaults {
   public:
@@ -54,4 +54,4 @@ class SetterFaults {
     int fSetters = 0;
 };
 
-}  // namespace faulttest
+}  // namespace korvan::test

@@ -49,7 +49,7 @@ int writer(const fs::path& prefs) {
     std::int64_t counter = store.current().fTokenExpiry;
     for (;;) {
         ++counter;
-        store.update([&](auto& s) { faulttest::applyRound(s, counter); });
+        store.update([&](auto& s) { korvan::test::applyRound(s, counter); });
         const std::string line = std::to_string(counter) + "\n";
         if (::write(STDOUT_FILENO, line.data(), line.size()) < 0) return 1;
     }
@@ -111,7 +111,7 @@ int setters(const std::string& mode, const fs::path& work) {
     }
 
     const fs::path prefs = work / "prefs";
-    faulttest::SetterFaults faults(prefs);
+    korvan::test::SetterFaults faults(prefs);
     if (!faults.prepare()) {
         std::cout << faults.report();
         return 1;

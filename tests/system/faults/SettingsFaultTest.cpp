@@ -37,13 +37,13 @@
 
 extern char** environ;
 
-namespace faulttest {
+namespace korvan::test {
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using korvan::services::connector::test::TempFolder;
 using korvan::services::settings::SettingsStore;
+using korvan::test::TempFolder;
 
 /// A child process with its stdout on a pipe; killed and reaped by the destructor if still
 /// there.
@@ -266,4 +266,4 @@ TEST(KilledWriterTest, TheFileHoldsTheOldOrTheNewSettingsAfterEveryKill) {
 }
 
 }  // namespace
-}  // namespace faulttest
+}  // namespace korvan::test

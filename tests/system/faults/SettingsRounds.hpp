@@ -8,7 +8,7 @@
 
 #include "korvan/services/settings/SettingsStore.hpp"
 
-namespace faulttest {
+namespace korvan::test {
 
 /// Long enough that a write takes a while and a torn file would be visible.
 inline std::string roundHostName(std::int64_t counter) {
@@ -33,4 +33,4 @@ inline std::optional<std::int64_t> roundOf(const korvan::services::settings::Con
     return s.fTokenExpiry;
 }
 
-}  // namespace faulttest
+}  // namespace korvan::test

@@ -13,7 +13,7 @@
 #include "korvan/services/servicehost/HostedConnector.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 
-namespace korvan::session::test {
+namespace korvan::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -28,12 +28,12 @@ TEST(LocalModeTest, NotReachableOnANonLoopbackAddress) {
     if (addresses.empty()) {
         GTEST_SKIP() << "this machine has no IPv4 address besides loopback";
     }
-    korvan::services::connector::test::TempFolder folder;
+    korvan::test::TempFolder folder;
     korvan::host::InterpreterThread interpreter;
     auto settings = std::make_shared<korvan::services::settings::SettingsStore>(folder.path());
     korvan::services::servicehost::HostedConnector hosted(
         settings, std::make_shared<connector::HostFunctionCatalog>(),
-        std::make_shared<connector::test::InterpreterInvoker>(interpreter.getXVM(), 5s));
+        std::make_shared<korvan::test::InterpreterInvoker>(interpreter.getXVM(), 5s));
 
     const std::uint16_t port = freeLoopbackPort();
     hosted.invoke("setPort", R"({"port":)" + std::to_string(port) + "}");
@@ -64,4 +64,4 @@ TEST(LocalModeTest, NotReachableOnANonLoopbackAddress) {
 }
 
 }  // namespace
-}  // namespace korvan::session::test
+}  // namespace korvan::test

@@ -27,7 +27,7 @@
 #include "korvan/services/servicehost/HostedService.hpp"
 #include "rest/kv/connectorservice/Operations.hpp"
 
-namespace korvan::stress::test {
+namespace korvan::test {
 
 struct FlipLedger {
     std::atomic<std::uint64_t> fInstances{0};
@@ -153,4 +153,4 @@ class CountingConnector final : public korvan::services::servicehost::HostedServ
     bool fRestored = false;  // guarded by fMutex
 };
 
-}  // namespace korvan::stress::test
+}  // namespace korvan::test

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace korvan::stress::test {
+namespace korvan::test {
 
 struct Counts {
     std::atomic<std::uint64_t> fFlips{0};
@@ -82,4 +82,4 @@ inline std::size_t procEntries(const char* folder) {
     return count;  // the iterator's own descriptor is included, the same way each time
 }
 
-}  // namespace korvan::stress::test
+}  // namespace korvan::test

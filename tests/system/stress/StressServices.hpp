@@ -14,7 +14,7 @@
 #include "SessionServices.hpp"
 #include "korvan/host/Functions.hpp"
 
-namespace korvan::stress::test {
+namespace korvan::test {
 
 struct StressServices {
     std::shared_ptr<FlipLedger> fLedger = std::make_shared<FlipLedger>();
@@ -31,7 +31,7 @@ struct StressServices {
         }
         ~PlusFunction() { korvan::host::unregisterFunction("stressTestPlus"); }
     } fPlus;
-    korvan::session::test::SessionServices fServices{
+    korvan::test::SessionServices fServices{
         {},
         [ledger =
              fLedger](std::shared_ptr<korvan::services::servicehost::HostedConnector> connector)
@@ -49,4 +49,4 @@ struct StressServices {
     }
 };
 
-}  // namespace korvan::stress::test
+}  // namespace korvan::test

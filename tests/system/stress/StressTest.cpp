@@ -33,15 +33,15 @@
 #include "UserActions.hpp"
 #include "Watchdog.hpp"
 
-namespace korvan::stress::test {
+namespace korvan::test {
 namespace {
 
 using namespace std::chrono_literals;
-using modtest::ModuleHarness;
-using modtest::Value;
-using modtest::waitUntil;
-namespace user = modtest::user;
-namespace session = korvan::session::test;
+using korvan::test::ModuleHarness;
+using korvan::test::Value;
+using korvan::test::waitUntil;
+namespace user = korvan::test::user;
+namespace session = korvan::test;
 
 constexpr const char* kNoConnectorFound = "KORVAN:restFcnService:NoConnectorFound";
 
@@ -63,10 +63,10 @@ struct Endpoint {
 Endpoint endpointOf(const Value& c, std::uint16_t port) {
     Endpoint endpoint;
     endpoint.fPort = port;
-    const std::string baseUrl = modtest::text(user::get(c, "BaseURL"));
+    const std::string baseUrl = korvan::test::text(user::get(c, "BaseURL"));
     endpoint.fApiPath = baseUrl.substr(("https://localhost:" + std::to_string(port)).size());
-    endpoint.fToken = modtest::text(user::get(c, "RESTPersonalAccessToken"));
-    endpoint.fCertificate = modtest::text(user::get(c, "Certificate"));
+    endpoint.fToken = korvan::test::text(user::get(c, "RESTPersonalAccessToken"));
+    endpoint.fCertificate = korvan::test::text(user::get(c, "Certificate"));
     return endpoint;
 }
 
@@ -189,15 +189,15 @@ void userAction(const Value& c, std::uint16_t port, std::mt19937& random, FlipLe
     std::discrete_distribution<int> pick(std::begin(kWeights), std::end(kWeights));
     const int action = pick(random);
     const auto userStartsBefore = ledger.fUserStarts.load();
-    const auto error = modtest::catchError([&] {
+    const auto error = korvan::test::catchError([&] {
         switch (action) {
             case 0:
-                if (const double got = modtest::scalar(user::get(c, "Port")); got != port) {
+                if (const double got = korvan::test::scalar(user::get(c, "Port")); got != port) {
                     counts.fail("Port read " + std::to_string(got));
                 }
                 break;
             case 1:
-                user::set(c, "Port", modtest::num(port));
+                user::set(c, "Port", korvan::test::num(port));
                 break;
             case 2:
                 if (const auto s = statusOf(c); s != "running" && s != "notrunning") {
@@ -205,7 +205,7 @@ void userAction(const Value& c, std::uint16_t port, std::mt19937& random, FlipLe
                 }
                 break;
             case 3:
-                if (const auto url = modtest::text(user::get(c, "BaseURL"));
+                if (const auto url = korvan::test::text(user::get(c, "BaseURL"));
                     url.rfind("https://localhost:" + std::to_string(port) + "/", 0) != 0) {
                     counts.fail("BaseURL read \"" + url + "\"");
                 }
@@ -246,7 +246,7 @@ void warmUp() {
     harness.loadModule();
     Value c = user::connector();
     const auto port = session::freeLoopbackPort();
-    user::set(c, "Port", modtest::num(port));
+    user::set(c, "Port", korvan::test::num(port));
     user::method(c, "start");
     const Endpoint endpoint = endpointOf(c, port);
     ASSERT_TRUE(session::httpsRequest(plusRequest(endpoint, 1, 2)).has_value());
@@ -296,7 +296,7 @@ TEST(StressTest, FlipsUserCodeAndCallsTogether) {
         ledger = services.fLedger;
         Value c = user::connector();
         const auto port = session::freeLoopbackPort();
-        user::set(c, "Port", modtest::num(port));
+        user::set(c, "Port", korvan::test::num(port));
         user::method(c, "start");
         const Endpoint endpoint = endpointOf(c, port);
 
@@ -403,4 +403,4 @@ TEST(StressTest, FlipsUserCodeAndCallsTogether) {
 }
 
 }  // namespace
-}  // namespace korvan::stress::test
+}  // namespace korvan::test

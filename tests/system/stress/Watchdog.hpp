@@ -21,7 +21,7 @@
 #include <thread>
 #include <vector>
 
-namespace korvan::stress::test {
+namespace korvan::test {
 
 class Watchdog {
   public:
@@ -106,4 +106,4 @@ class Watchdog {
     std::thread fThread;                                 // last: starts after the members
 };
 
-}  // namespace korvan::stress::test
+}  // namespace korvan::test
