@@ -19,6 +19,7 @@
 #include "kcos/Interned.hpp"
 #include "kcos/Property.hpp"
 #include "kcos/Types.hpp"
+#include "korvan/host/Export.hpp"
 
 struct kxArray;
 
@@ -149,10 +150,10 @@ class COSIterator {
 };
 
 /// The enumeration-member description of an iterator element, or null for another kind.
-COSEnumInfo* cosiToEnum(const COSMember* element) noexcept;
+KORVAN_HOST_EXPORT COSEnumInfo* cosiToEnum(const COSMember* element) noexcept;
 /// The method description of an iterator element, or null for another kind.
-COSMethodInfo* cosiToMethod(const COSMember* element) noexcept;
+KORVAN_HOST_EXPORT COSMethodInfo* cosiToMethod(const COSMember* element) noexcept;
 /// The property of an iterator element, or null for another kind.
-const COSProperty* cosiToProperty(const COSMember* element) noexcept;
+KORVAN_HOST_EXPORT const COSProperty* cosiToProperty(const COSMember* element) noexcept;
 
 }  // namespace kcos
