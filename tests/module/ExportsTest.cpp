@@ -115,9 +115,10 @@ TEST(ExportsTest, TheModulesOwnTypesAreExportedOnlyForItsErrors) {
 }
 
 /// A shared library of the build and what it may export: functions and data of its own code
-/// (demangled names starting with one of `own`) up to `maxOwn` (some room above today's count,
-/// below what it exported with default visibility), and, when built with hidden inline
-/// functions, none of its own inline functions (which every caller compiles itself).
+/// (demangled names starting with one of `own`, templates aside) up to `maxOwn` (some room above
+/// today's count with gcc and clang, below what it exported with default visibility), and, when
+/// built with hidden inline functions, none of its own inline functions (which every caller
+/// compiles itself).
 struct LibraryRule {
     const char* path;
     std::vector<std::string> own;
@@ -147,14 +148,14 @@ TEST(ExportsTest, EverySharedLibraryExportsOnlyWhatItsHeadersMark) {
                                            "Quillon::",
                                            "korvan::host"};
     std::vector<LibraryRule> libraries = {
-        {KORVAN_HOST_LIBRARY, host, 600, true},
+        {KORVAN_HOST_LIBRARY, host, 560, true},
         {KORVAN_SERVICEHOST_LIBRARY, {"korvan::services::servicehost::"}, 50, true},
         {KORVAN_CONNECTOR_SERVICE_LIBRARY, {"korvan::services::connector::"}, 100, true},
         {KORVAN_CONNECTOR_CLIENT_LIBRARY, {"korvan::services::client::"}, 10, true},
         {KORVAN_SETTINGS_LIBRARY, {"korvan::services::settings::"}, 16, true},
     };
 #ifdef KORVAN_REGISTRY_LIBRARY  // the registry built here, not an installed one
-    libraries.push_back({KORVAN_REGISTRY_LIBRARY, {"cppmicroservices::"}, 235, false});
+    libraries.push_back({KORVAN_REGISTRY_LIBRARY, {"cppmicroservices::"}, 220, false});
 #endif
     for (const auto& library : libraries) {
         SCOPED_TRACE(library.path);
@@ -170,13 +171,12 @@ TEST(ExportsTest, EverySharedLibraryExportsOnlyWhatItsHeadersMark) {
             const std::string name = withoutReturnType(demangled(symbol.name));
             bool isOwn = false;
             for (const auto& prefix : library.own) isOwn = isOwn || name.rfind(prefix, 0) == 0;
-            if (!isOwn) continue;
+            // Template instantiations of exported classes go with them (how many depends on
+            // the compiler and the optimisation), and the host's exception templates are
+            // instantiated explicitly: neither is counted.
+            if (!isOwn || name.substr(0, name.find('(')).find('<') != std::string::npos) continue;
             ++own;
-            // Explicit instantiations (the host's exception templates) are exported on purpose.
-            const bool isTemplate = name.substr(0, name.find('(')).find('<') != std::string::npos;
-            if (symbol.type == 'W' && library.inlinesHidden && !isTemplate) {
-                inlines.push_back(name);
-            }
+            if (symbol.type == 'W' && library.inlinesHidden) inlines.push_back(name);
         }
         EXPECT_GT(own, 0u) << "nothing of the library's own is exported";
         EXPECT_LE(own, library.maxOwn) << "functions and data of its own code are exported";

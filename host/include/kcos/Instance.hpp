@@ -21,7 +21,8 @@ namespace kcos {
 
 class COSClass;
 
-class COSInstance final : public kx::Object, public std::enable_shared_from_this<COSInstance> {
+class KORVAN_HOST_EXPORT COSInstance final : public kx::Object,
+                                             public std::enable_shared_from_this<COSInstance> {
   public:
     ~COSInstance() override;
 

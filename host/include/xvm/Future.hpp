@@ -50,7 +50,7 @@ class KORVAN_HOST_EXPORT CmdDistributorTaskReference final : public TaskReferenc
     const foundation::msg_svc::exchange::IDType fTaskId;
 };
 
-class NullCmdDistributorTaskReference final : public TaskReference {
+class KORVAN_HOST_EXPORT NullCmdDistributorTaskReference final : public TaskReference {
   public:
     foundation::msg_svc::exchange::IDType getTaskID() const override;
     bool cancel() const override { return false; }

@@ -70,7 +70,7 @@ using CallCompletion = std::function<void(CallOutcome)>;
 
 /// A call on its way, shared by its starter and the work that runs it. The first of the call's
 /// end, a refusal by the host and expire() settles it; whatever comes later is dropped.
-class PendingCall {
+class KORVAN_CONNECTOR_SERVICE_EXPORT PendingCall {
   public:
     virtual ~PendingCall() = default;
     /// How long the starter waits before expire(); zero: no limit (the call bounds itself).

@@ -29,7 +29,7 @@
 
 namespace korvan::services::connector {
 
-class ValueMappingError : public std::invalid_argument {
+class KORVAN_CONNECTOR_SERVICE_EXPORT ValueMappingError : public std::invalid_argument {
   public:
     using std::invalid_argument::invalid_argument;
 };

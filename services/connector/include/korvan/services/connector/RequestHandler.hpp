@@ -121,6 +121,6 @@ Response hostNotAllowed(const Request& request);
 
 /// The path of a request target without its query ("/v1/a?x=1" -> "/v1/a"); what the access
 /// log records.
-std::string_view targetPath(std::string_view target) noexcept;
+KORVAN_CONNECTOR_SERVICE_EXPORT std::string_view targetPath(std::string_view target) noexcept;
 
 }  // namespace korvan::services::connector
