@@ -11,26 +11,25 @@
 #include <utility>
 
 #include "foundation/core/except/Exception.hpp"
+#include "korvan/module/Export.hpp"
 #include "resource_core/BaseMsgID.hpp"
 
-#define KORVAN_MODULE_VISIBLE __attribute__((visibility("default")))
-
 // A record without parameters.
-#define KORVAN_MSGID_0(Component, Name)                                  \
-    class KORVAN_MODULE_VISIBLE Name : public resource_core::BaseMsgID { \
-      public:                                                            \
-        Name() : BaseMsgID(Component, #Name, 0) {}                       \
+#define KORVAN_MSGID_0(Component, Name)                                 \
+    class KORVAN_MODULE_EXPORT Name : public resource_core::BaseMsgID { \
+      public:                                                           \
+        Name() : BaseMsgID(Component, #Name, 0) {}                      \
     };
 
 // A record with one parameter (an integer, a UTF-8 or a UTF-16 text, or a C string, which
 // may be null and is then stored as the empty text).
-#define KORVAN_MSGID_1(Component, Name)                                  \
-    class KORVAN_MODULE_VISIBLE Name : public resource_core::BaseMsgID { \
-      public:                                                            \
-        template <class A>                                               \
-        explicit Name(A&& argument) : BaseMsgID(Component, #Name, 1) {   \
-            setArgument(0, std::forward<A>(argument));                   \
-        }                                                                \
+#define KORVAN_MSGID_1(Component, Name)                                 \
+    class KORVAN_MODULE_EXPORT Name : public resource_core::BaseMsgID { \
+      public:                                                           \
+        template <class A>                                              \
+        explicit Name(A&& argument) : BaseMsgID(Component, #Name, 1) {  \
+            setArgument(0, std::forward<A>(argument));                  \
+        }                                                               \
     };
 
 namespace KORVAN::restFcnService {

@@ -13,9 +13,8 @@
 // Threads: all of them run on the host interpreter thread.
 #pragma once
 
+#include "korvan/module/Export.hpp"
 #include "kx/kxArray.hpp"
-
-#define KORVAN_MODULE_EXPORT __attribute__((visibility("default")))
 
 extern "C" {
 KORVAN_MODULE_EXPORT void KVInitialize_libzxrestfcnconnector();

@@ -14,9 +14,8 @@
 
 namespace korvan::shell {
 
-class FOUNDATION_EXCEPT_VISIBLE FunctionCallError final
-    : public foundation::core::except::IMsgIDException,
-      public std::runtime_error {
+class FunctionCallError final : public foundation::core::except::IMsgIDException,
+                                public std::runtime_error {
   public:
     /// `identifier` is "component:name" (split at the last ':'); `message` is the full text.
     FunctionCallError(const std::string& identifier, const std::string& message);

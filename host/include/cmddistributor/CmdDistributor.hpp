@@ -26,11 +26,12 @@
 #include "cmddistributor/PromiseDelegate.hpp"
 #include "cmddistributor/Types.hpp"
 #include "foundation/msg_svc/exchange/IDType.hpp"
+#include "korvan/host/Export.hpp"
 #include "kvutil/BoostFuture.hpp"
 
 namespace cmddistributor {
 
-class CmdDistributor {
+class KORVAN_HOST_EXPORT CmdDistributor {
   public:
     static constexpr std::size_t kDefaultCapacity = 10000;
 

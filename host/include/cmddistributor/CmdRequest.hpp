@@ -14,11 +14,12 @@
 
 #include "cmddistributor/IIP.hpp"
 #include "cmddistributor/Types.hpp"
+#include "korvan/host/Export.hpp"
 #include "kvutil/io/KVSink.hpp"
 
 namespace cmddistributor {
 
-class CmdRequest {
+class KORVAN_HOST_EXPORT CmdRequest {
   public:
     CmdRequest(IqmStreamID streamID, kvutil::io::KVSinkRef outputSink,
                kvutil::io::KVSinkRef errorSink);
@@ -48,7 +49,7 @@ template <class T>
 class FcnCmdRequest;
 
 template <>
-class FcnCmdRequest<void> : public CmdRequest {
+class KORVAN_HOST_EXPORT FcnCmdRequest<void> : public CmdRequest {
   public:
     /// Takes stream identifier and sinks from the payload. A null payload leaves the request
     /// without one (enqueueWithFuture rejects it).

@@ -13,11 +13,12 @@
 #include <string>
 
 #include "cmddistributor/Types.hpp"
+#include "korvan/host/Export.hpp"
 #include "kvutil/io/KVSink.hpp"
 
 namespace cmddistributor {
 
-class IIP {
+class KORVAN_HOST_EXPORT IIP {
   public:
     IIP(std::string kind, IqmStreamID streamID, kvutil::io::KVSinkRef outputSink,
         kvutil::io::KVSinkRef errorSink, std::string origin);
@@ -44,7 +45,7 @@ class IIP {
 };
 
 /// A parameterless function to run on the interpreter thread.
-class PackagedTaskIIP final : public IIP {
+class KORVAN_HOST_EXPORT PackagedTaskIIP final : public IIP {
   public:
     static constexpr const char* kKind = "packaged_task";
 

@@ -14,11 +14,12 @@
 #include "cmddistributor/CmdRequest.hpp"
 #include "cmddistributor/RuntimeException.hpp"
 #include "cmddistributor/Types.hpp"
+#include "korvan/host/Export.hpp"
 #include "kvutil/BoostFuture.hpp"
 
 namespace cmddistributor {
 
-class PromiseDelegate {
+class KORVAN_HOST_EXPORT PromiseDelegate {
   public:
     virtual ~PromiseDelegate();
 
@@ -41,7 +42,7 @@ template <class T>
 class PromiseDelegateT;
 
 template <>
-class PromiseDelegateT<void> final : public PromiseDelegate {
+class KORVAN_HOST_EXPORT PromiseDelegateT<void> final : public PromiseDelegate {
   public:
     PromiseDelegateT() = default;
 

@@ -15,13 +15,14 @@
 #include <vector>
 
 #include "cmddistributor/Types.hpp"
+#include "korvan/host/Export.hpp"
 #include "kvutil/BoostFuture.hpp"
 #include "kvutil/except/IMExceptionEnvelope.hpp"
 #include "resource_core/BaseMsgID.hpp"
 
 namespace cmddistributor {
 
-class FOUNDATION_EXCEPT_VISIBLE RuntimeException : public kvutil::except::IMExceptionEnvelope {
+class KORVAN_HOST_EXPORT RuntimeException : public kvutil::except::IMExceptionEnvelope {
   public:
     /// `identifier` is "component:name" (may be empty: the error then has no identifier and
     /// its text is `message`). `messageArguments` fill the numbered holes {1}, {2}, ... of
@@ -67,6 +68,6 @@ class FOUNDATION_EXCEPT_VISIBLE RuntimeException : public kvutil::except::IMExce
 };
 
 /// A future that is already failed with `error` (rethrown by get() with its exact type).
-boost::future<void> makeFailedFuture(const RuntimeException& error);
+KORVAN_HOST_EXPORT boost::future<void> makeFailedFuture(const RuntimeException& error);
 
 }  // namespace cmddistributor

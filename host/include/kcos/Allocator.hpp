@@ -12,15 +12,17 @@
 #include <cstddef>
 #include <string_view>
 
+#include "korvan/host/Export.hpp"
+
 namespace kcos {
 
 /// A zero-filled block of `size` bytes (at least one byte is allocated for size 0).
-void* hostAlloc(std::size_t size);
+KORVAN_HOST_EXPORT void* hostAlloc(std::size_t size);
 /// Frees a block from hostAlloc/hostStrdup; null does nothing.
-void hostFree(void* block) noexcept;
+KORVAN_HOST_EXPORT void hostFree(void* block) noexcept;
 /// A NUL-terminated copy of `text` in a host block; free it with hostFree.
-char* hostStrdup(std::string_view text);
+KORVAN_HOST_EXPORT char* hostStrdup(std::string_view text);
 /// Blocks allocated and not yet freed (diagnostics and leak tests).
-std::size_t hostLiveBlocks() noexcept;
+KORVAN_HOST_EXPORT std::size_t hostLiveBlocks() noexcept;
 
 }  // namespace kcos

@@ -2,7 +2,7 @@
 // "duration" in the root namespace, and the functions "double", "uint32" (conversions) and
 // "days" in the function table.
 //
-// They are registered when libkorvanhost is loaded; registerBuiltinClasses is idempotent
+// They are registered when libkorvan_host is loaded; registerBuiltinClasses is idempotent
 // and thread-safe, for code that wants to be explicit about it.
 #pragma once
 

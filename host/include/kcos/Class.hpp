@@ -26,6 +26,7 @@
 #include "kcos/MethodInfo.hpp"
 #include "kcos/Property.hpp"
 #include "kcos/Types.hpp"
+#include "korvan/host/Export.hpp"
 #include "kx/kxArray.hpp"
 
 namespace kcos {
@@ -35,7 +36,16 @@ class COSClient;
 class COSInstance;
 class COSNamespace;
 
-class COSClass {
+namespace detail {
+// The instance method as the class stores it. Outside COSClass so that the wrapper's type
+// stays in the caller's library, like the caller's C, instead of being exported with COSClass.
+template <class C>
+std::function<void(void*)> instanceMethod(void (*function)(C*)) {
+    return [function](void* d) { function(static_cast<C*>(d)); };
+}
+}  // namespace detail
+
+class KORVAN_HOST_EXPORT COSClass {
   public:
     /// The class with this full name ("korvan.engine.rest.Status", "datetime"), defined on
     /// first use; null when there is none. Errors of defineClass propagate (the class stays
@@ -80,9 +90,7 @@ class COSClass {
     template <class C>
     void addMethod(const char* name, MemberAccess access, int namedInputs, int outputs,
                    void (*function)(C*)) {
-        addMethod(
-            name, access, namedInputs, outputs,
-            std::function<void(void*)>([function](void* d) { function(static_cast<C*>(d)); }));
+        addMethod(name, access, namedInputs, outputs, detail::instanceMethod(function));
     }
     void addMethod(const char* name, MemberAccess access, int namedInputs, int outputs,
                    std::function<void(void*)> function);

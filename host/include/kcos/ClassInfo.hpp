@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "kcos/Types.hpp"
+#include "korvan/host/Export.hpp"
 
 struct kxArray;
 
@@ -31,7 +32,7 @@ namespace kcos {
 class COSClass;
 class COSClient;
 
-class COSClassInfo {
+class KORVAN_HOST_EXPORT COSClassInfo {
   public:
     /// Zero-filled host block; raises the host's out-of-memory error on failure.
     static void* operator new(std::size_t size);

@@ -19,6 +19,7 @@
 
 #include "kcos/Interned.hpp"
 #include "kcos/Types.hpp"
+#include "korvan/host/Export.hpp"
 
 struct kxArray;
 
@@ -26,7 +27,7 @@ namespace kcos {
 
 class COSClass;
 
-class COSClient {
+class KORVAN_HOST_EXPORT COSClient {
   public:
     enum class Kind { Public, ClassScope, Privileged };
 
@@ -53,12 +54,12 @@ class COSClient {
 /// "Error in <name>: <what()>" to std::cerr.
 using CallErrorSink = std::function<void(const std::string& name, const std::exception& error)>;
 /// Replaces the sink and returns the previous one; an empty sink restores the default.
-CallErrorSink setCallErrorSink(CallErrorSink sink);
+KORVAN_HOST_EXPORT CallErrorSink setCallErrorSink(CallErrorSink sink);
 
 }  // namespace kcos
 
 /// The public client: the rights of user code.
-kcos::COSClient* COSGetPublicClient();
+KORVAN_HOST_EXPORT kcos::COSClient* COSGetPublicClient();
 
 /// Constructs an object of the class `className` with the arguments `prhs`, with the rights
 /// of `client` (null: the public client): the class's description and constructor access are
@@ -67,8 +68,9 @@ kcos::COSClient* COSGetPublicClient();
 /// "double") converts its arguments instead. Errors are thrown: KORVAN:class:UndefinedClass,
 /// KORVAN:class:ConstructorAccess, KORVAN:class:ClassIsAbstract, and whatever the
 /// description's createInstanceData or constructor raise.
-kxArray* omConstructObjectWithClient(std::string_view className, int nrhs, const kxArray** prhs,
-                                     kcos::COSClient* client);
+KORVAN_HOST_EXPORT kxArray* omConstructObjectWithClient(std::string_view className, int nrhs,
+                                                        const kxArray** prhs,
+                                                        kcos::COSClient* client);
 
 /// Calls the function `packageName.functionName` of the function table (only `functionName`
 /// when the package is null), or, when the package names a class, that class's method
@@ -77,6 +79,7 @@ kxArray* omConstructObjectWithClient(std::string_view className, int nrhs, const
 /// Returns true on success. A missing function or method returns false without error. An
 /// error raised by the call is given to the call-error sink and false returned when
 /// `handleErrors` is true, and propagates when it is false.
-bool omCallMethod(kcos::InternedString packageName, kcos::InternedString functionName,
-                  kcos::COSClient* client, int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs,
-                  bool handleErrors);
+KORVAN_HOST_EXPORT bool omCallMethod(kcos::InternedString packageName,
+                                     kcos::InternedString functionName, kcos::COSClient* client,
+                                     int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs,
+                                     bool handleErrors);

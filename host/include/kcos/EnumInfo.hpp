@@ -11,11 +11,13 @@
 
 #include <cstddef>
 
+#include "korvan/host/Export.hpp"
+
 struct kxArray;
 
 namespace kcos {
 
-class COSEnumInfo {
+class KORVAN_HOST_EXPORT COSEnumInfo {
   public:
     static void* operator new(std::size_t size);
     static void operator delete(void* block) noexcept;

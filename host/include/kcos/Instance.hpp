@@ -14,13 +14,15 @@
 #include <memory>
 #include <string>
 
+#include "korvan/host/Export.hpp"
 #include "kx/kxArray.hpp"
 
 namespace kcos {
 
 class COSClass;
 
-class COSInstance final : public kx::Object, public std::enable_shared_from_this<COSInstance> {
+class KORVAN_HOST_EXPORT COSInstance final : public kx::Object,
+                                             public std::enable_shared_from_this<COSInstance> {
   public:
     ~COSInstance() override;
 
@@ -53,9 +55,9 @@ void markInstanceDeleted(COSInstance& instance);
 
 /// The instance behind element `index` of an object array, or null (not an object array,
 /// index out of range, empty handle, not a class-object instance).
-std::shared_ptr<COSInstance> instanceOf(const kxArray* object, kxSize index = 0);
+KORVAN_HOST_EXPORT std::shared_ptr<COSInstance> instanceOf(const kxArray* object, kxSize index = 0);
 
 /// The instance data of class `cls` for the live element `index` of `object`, or null.
-void* instanceDataOf(const kxArray* object, kxSize index, const COSClass* cls);
+KORVAN_HOST_EXPORT void* instanceDataOf(const kxArray* object, kxSize index, const COSClass* cls);
 
 }  // namespace kcos

@@ -14,18 +14,20 @@
 #include <string>
 #include <string_view>
 
+#include "korvan/host/Export.hpp"
+
 namespace kcos {
 
 class InternedString;
 
 namespace internal {
 /// The interned form of `text`; "" gives the null name.
-InternedString makeInterned(std::string_view text);
+KORVAN_HOST_EXPORT InternedString makeInterned(std::string_view text);
 /// The interned form of a C string; nullptr and "" give the null name.
-InternedString makeInterned(const char* text);
+KORVAN_HOST_EXPORT InternedString makeInterned(const char* text);
 }  // namespace internal
 
-class InternedString {
+class KORVAN_HOST_EXPORT InternedString {
   public:
     /// The null name.
     InternedString() = default;

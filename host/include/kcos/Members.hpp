@@ -19,6 +19,7 @@
 #include "kcos/Interned.hpp"
 #include "kcos/Property.hpp"
 #include "kcos/Types.hpp"
+#include "korvan/host/Export.hpp"
 
 struct kxArray;
 
@@ -30,7 +31,7 @@ class COSMethodInfo;
 
 enum class MemberKind { Property, Method, EnumMember };
 
-class COSMember {
+class KORVAN_HOST_EXPORT COSMember {
   public:
     COSMember(MemberKind kind, InternedString name, COSClass* owner)
         : fKind(kind), fName(name), fOwner(owner) {}
@@ -48,7 +49,7 @@ class COSMember {
     COSClass* const fOwner;
 };
 
-class COSProperty final : public COSMember {
+class KORVAN_HOST_EXPORT COSProperty final : public COSMember {
   public:
     COSProperty(InternedString name, COSClass* owner, const COSType* type, MemberAccess getAccess,
                 MemberAccess setAccess, std::uint32_t attributes, std::string description,
@@ -110,7 +111,7 @@ class COSProperty final : public COSMember {
     const PropertyBinding fBinding;
 };
 
-class COSMethod final : public COSMember {
+class KORVAN_HOST_EXPORT COSMethod final : public COSMember {
   public:
     /// Takes ownership of `info`.
     COSMethod(COSMethodInfo* info, COSClass* owner);
@@ -121,7 +122,7 @@ class COSMethod final : public COSMember {
     COSMethodInfo* const fInfo;
 };
 
-class COSEnumMember final : public COSMember {
+class KORVAN_HOST_EXPORT COSEnumMember final : public COSMember {
   public:
     /// Takes ownership of `info`.
     COSEnumMember(COSEnumInfo* info, COSClass* owner);
@@ -149,10 +150,10 @@ class COSIterator {
 };
 
 /// The enumeration-member description of an iterator element, or null for another kind.
-COSEnumInfo* cosiToEnum(const COSMember* element) noexcept;
+KORVAN_HOST_EXPORT COSEnumInfo* cosiToEnum(const COSMember* element) noexcept;
 /// The method description of an iterator element, or null for another kind.
-COSMethodInfo* cosiToMethod(const COSMember* element) noexcept;
+KORVAN_HOST_EXPORT COSMethodInfo* cosiToMethod(const COSMember* element) noexcept;
 /// The property of an iterator element, or null for another kind.
-const COSProperty* cosiToProperty(const COSMember* element) noexcept;
+KORVAN_HOST_EXPORT const COSProperty* cosiToProperty(const COSMember* element) noexcept;
 
 }  // namespace kcos

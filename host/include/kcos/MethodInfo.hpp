@@ -30,12 +30,13 @@
 
 #include "kcos/Interned.hpp"
 #include "kcos/Types.hpp"
+#include "korvan/host/Export.hpp"
 
 struct kxArray;
 
 namespace kcos {
 
-class COSMethodSignature {
+class KORVAN_HOST_EXPORT COSMethodSignature {
   public:
     static void* operator new(std::size_t size);
     static void operator delete(void* block) noexcept;
@@ -68,7 +69,7 @@ class COSMethodSignature {
     bool fFurther = false;
 };
 
-class COSMethodInfo {
+class KORVAN_HOST_EXPORT COSMethodInfo {
   public:
     /// The host's method-description allocator: a zero-filled host block; raises the host's
     /// out-of-memory error on failure.

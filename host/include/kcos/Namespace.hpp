@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "kcos/Interned.hpp"
+#include "korvan/host/Export.hpp"
 
 namespace kcos {
 
@@ -29,7 +30,7 @@ class COSClass;
 class COSClassInfo;
 class COSNamespaceInfo;
 
-class COSNamespace {
+class KORVAN_HOST_EXPORT COSNamespace {
   public:
     /// The namespace with this full name, or null. A miss below an existing namespace asks
     /// that namespace's description to load it (attemptToLoadInnerNamespace). The null name

@@ -16,12 +16,13 @@
 #include <cstddef>
 
 #include "kcos/Interned.hpp"
+#include "korvan/host/Export.hpp"
 
 namespace kcos {
 
 class COSClassInfo;
 
-class COSNamespaceInfo {
+class KORVAN_HOST_EXPORT COSNamespaceInfo {
   public:
     static void* operator new(std::size_t size);
     static void operator delete(void* block) noexcept;

@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 
+#include "korvan/host/Export.hpp"
 #include "kx/kxArray.hpp"
 
 namespace kcos {
@@ -54,9 +55,9 @@ void deleteObject(COSClient* client, const kxArray* object);
 
 /// The shared value of member `memberName` of an enumeration class (NoSuchEnumMember when
 /// there is none). Borrowed: do not release it.
-kxArray* getEnumMemberValue(COSClass* enumClass, std::string_view memberName);
+KORVAN_HOST_EXPORT kxArray* getEnumMemberValue(COSClass* enumClass, std::string_view memberName);
 /// The member name of element `index` of an enumeration value: the member whose value has the
 /// same underlying value; "" when the value is not an enumeration member.
-std::string getEnumMemberName(const kxArray* value, kxSize index = 0);
+KORVAN_HOST_EXPORT std::string getEnumMemberName(const kxArray* value, kxSize index = 0);
 
 }  // namespace kcos

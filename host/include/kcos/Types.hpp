@@ -21,6 +21,8 @@
 #include <string>
 #include <string_view>
 
+#include "korvan/host/Export.hpp"
+
 namespace kcos {
 
 enum class MemberAccess : int {
@@ -55,7 +57,7 @@ class COSType {
     const std::string fClassName;
 };
 
-class COSTypeRepository {
+class KORVAN_HOST_EXPORT COSTypeRepository {
   public:
     /// The type with this label, or null when the label names no type (an unknown class, an
     /// unknown shape word). A class name is known once the class has been added to a

@@ -7,9 +7,11 @@
 #include <string>
 #include <string_view>
 
+#include "korvan/host/Export.hpp"
+
 namespace kx {
 
-std::u16string utf8ToUtf16(std::string_view text);
-std::string utf16ToUtf8(std::u16string_view text);
+KORVAN_HOST_EXPORT std::u16string utf8ToUtf16(std::string_view text);
+KORVAN_HOST_EXPORT std::string utf16ToUtf8(std::u16string_view text);
 
 }  // namespace kx

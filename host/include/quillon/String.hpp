@@ -8,6 +8,7 @@
 
 #include <string>
 
+#include "korvan/host/Export.hpp"
 #include "kx/kxArray.hpp"
 
 namespace Quillon::String {
@@ -21,15 +22,15 @@ enum class CharTolerance : int {
 };
 
 /// A host string array (any shape, any element count, missing elements included).
-bool isString(const kxArray* array);
+KORVAN_HOST_EXPORT bool isString(const kxArray* array);
 
 /// A 1-by-1 string array whose element is not missing.
-bool isStringScalar(const kxArray* array);
+KORVAN_HOST_EXPORT bool isStringScalar(const kxArray* array);
 
 /// Whether the array is one non-missing text: a string scalar that is not missing, or a
 /// character array accepted by `tolerance`. False for null.
-bool isNonMissingScalarText(const kxArray* array,
-                            CharTolerance tolerance = CharTolerance::RowVector);
+KORVAN_HOST_EXPORT bool isNonMissingScalarText(const kxArray* array,
+                                               CharTolerance tolerance = CharTolerance::RowVector);
 
 /// Whether a character array has the shape `tolerance` accepts.
 bool isTextCharArray(const kxArray* array, CharTolerance tolerance);
@@ -38,9 +39,9 @@ bool isTextCharArray(const kxArray* array, CharTolerance tolerance);
 /// as UTF-16. Throws a host error otherwise: "KORVAN:string:MissingNotSupported" for a
 /// missing string scalar, "KORVAN:string:MustBeStringScalarOrCharacterVector" for anything
 /// else (null, other classes, string arrays of other than one element).
-std::u16string getScalarText(const kxArray* array);
+KORVAN_HOST_EXPORT std::u16string getScalarText(const kxArray* array);
 
 /// getScalarText as UTF-8.
-std::string getScalarTextUtf8(const kxArray* array);
+KORVAN_HOST_EXPORT std::string getScalarTextUtf8(const kxArray* array);
 
 }  // namespace Quillon::String

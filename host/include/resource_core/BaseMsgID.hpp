@@ -16,12 +16,14 @@
 #include <variant>
 #include <vector>
 
+#include "korvan/host/Export.hpp"
+
 namespace resource_core {
 
 /// One message argument: 0 a signed 64-bit integer, 1 UTF-8 text, 2 UTF-16 text.
 using MsgArgument = std::variant<std::int64_t, std::string, std::u16string>;
 
-class __attribute__((visibility("default"))) BaseMsgID {
+class KORVAN_HOST_EXPORT BaseMsgID {
   public:
     /// Creates `numParams` argument slots, each the integer 0.
     /// Throws std::logic_error (from std::string) for a null component or name.

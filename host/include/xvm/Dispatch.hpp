@@ -24,6 +24,7 @@
 #include "cmddistributor/CmdDistributor.hpp"
 #include "cmddistributor/Types.hpp"
 #include "foundation/msg_svc/exchange/IDType.hpp"
+#include "korvan/host/Export.hpp"
 #include "kvutil/contextmgr/McrID.hpp"
 #include "kvutil/io/KVSink.hpp"
 #include "xvm/Future.hpp"
@@ -42,25 +43,26 @@ struct CmdDistributorAndSinks {
 };
 
 /// A new, unique task identifier.
-foundation::msg_svc::exchange::IDType createID();
+KORVAN_HOST_EXPORT foundation::msg_svc::exchange::IDType createID();
 
 /// The target's command distributor (null for a null handle, an unknown or dead McrID, or an
 /// interpreter without distributor) and the sinks for the request: those of `runOptions` when
 /// set, else the interpreter's, else standard output and standard error.
-CmdDistributorAndSinks getCmdDistributorAndSinks(const Target& target,
-                                                 const cmddistributor::RunOptions& runOptions);
+KORVAN_HOST_EXPORT CmdDistributorAndSinks
+getCmdDistributorAndSinks(const Target& target, const cmddistributor::RunOptions& runOptions);
 
 /// The result of a post that found no distributor: a NullCmdDistributorTaskReference and a
 /// future failed with RuntimeException status NoDistributor, message
 /// "No CmdDistributor available", the given source file and nothing else.
-Future<void> makeNoDistributorFuture(std::string sourceFile);
+KORVAN_HOST_EXPORT Future<void> makeNoDistributorFuture(std::string sourceFile);
 
 }  // namespace detail
 
 /// Posts `work` to the target's interpreter thread and returns at once. `origin` names the
 /// poster in diagnostics. Throws std::invalid_argument "func cannot be empty." for empty work;
 /// every other failure (no distributor, queue full, stopped) is in the returned future.
-Future<void> postTask(const detail::Target& target, boost::function<void()> work,
-                      std::string origin, const cmddistributor::RunOptions& runOptions = {});
+KORVAN_HOST_EXPORT Future<void> postTask(const detail::Target& target, boost::function<void()> work,
+                                         std::string origin,
+                                         const cmddistributor::RunOptions& runOptions = {});
 
 }  // namespace xvm

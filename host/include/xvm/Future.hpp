@@ -16,13 +16,14 @@
 
 #include "cmddistributor/CmdDistributor.hpp"
 #include "foundation/msg_svc/exchange/IDType.hpp"
+#include "korvan/host/Export.hpp"
 #include "kvutil/BoostFuture.hpp"
 
 namespace xvm {
 namespace detail {
 
 /// Names one posted task.
-class TaskReference {
+class KORVAN_HOST_EXPORT TaskReference {
   public:
     virtual ~TaskReference();
     /// The task identifier; nil for the no-distributor reference.
@@ -34,7 +35,7 @@ class TaskReference {
     [[noreturn]] void then(const boost::function<void()>& continuation) const;
 };
 
-class CmdDistributorTaskReference final : public TaskReference {
+class KORVAN_HOST_EXPORT CmdDistributorTaskReference final : public TaskReference {
   public:
     CmdDistributorTaskReference(std::shared_ptr<cmddistributor::CmdDistributor> distributor,
                                 foundation::msg_svc::exchange::IDType taskId);
@@ -49,7 +50,7 @@ class CmdDistributorTaskReference final : public TaskReference {
     const foundation::msg_svc::exchange::IDType fTaskId;
 };
 
-class NullCmdDistributorTaskReference final : public TaskReference {
+class KORVAN_HOST_EXPORT NullCmdDistributorTaskReference final : public TaskReference {
   public:
     foundation::msg_svc::exchange::IDType getTaskID() const override;
     bool cancel() const override { return false; }
@@ -61,7 +62,7 @@ template <class T>
 class Future;
 
 template <>
-class Future<void> {
+class KORVAN_HOST_EXPORT Future<void> {
   public:
     Future(boost::future<void> future, std::shared_ptr<const detail::TaskReference> reference);
     Future(Future&&) noexcept = default;

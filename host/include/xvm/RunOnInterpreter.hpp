@@ -32,14 +32,16 @@
 #include <boost/function.hpp>
 
 #include "cmddistributor/Types.hpp"
+#include "korvan/host/Export.hpp"
 #include "xvm/XVM.hpp"
 
 namespace xvm {
 
 /// Runs `work` on `vm`'s interpreter thread and waits (rules above).
-void runOnInterpreter(const std::shared_ptr<XVM>& vm, boost::function<void()> work,
-                      std::chrono::milliseconds timeout, std::string origin,
-                      const cmddistributor::RunOptions& runOptions = {});
+KORVAN_HOST_EXPORT void runOnInterpreter(const std::shared_ptr<XVM>& vm,
+                                         boost::function<void()> work,
+                                         std::chrono::milliseconds timeout, std::string origin,
+                                         const cmddistributor::RunOptions& runOptions = {});
 
 /// Same, for work that returns a value (moved out to the caller).
 template <class Fn>

@@ -22,6 +22,7 @@
 #include <thread>
 
 #include "cmddistributor/CmdDistributor.hpp"
+#include "korvan/host/Export.hpp"
 #include "kvutil/contextmgr/McrID.hpp"
 #include "kvutil/io/KVSink.hpp"
 
@@ -38,7 +39,7 @@ struct XVMOptions {
     kvutil::io::KVSinkRef fErrorSink;
 };
 
-class XVM {
+class KORVAN_HOST_EXPORT XVM {
   public:
     /// Prefer Factory::createXVM, which also makes the interpreter findable by its McrID.
     explicit XVM(XVMOptions options = {});
@@ -90,7 +91,7 @@ class XVM {
     bool fIdleWake = false;
 };
 
-class Factory {
+class KORVAN_HOST_EXPORT Factory {
   public:
     /// A new interpreter, registered for findByMcrID while it lives.
     static std::shared_ptr<XVM> createXVM(XVMOptions options = {});

@@ -1,4 +1,4 @@
-// The JSON form of ConnectorSettings in connector.json:
+// The JSON form of ConnectorSettings in connector.json (exported for the settings file fuzzer):
 //
 //   {"version": 1, "port": 9920, "logLocation": "", "hostName": "", "accessMode": 0,
 //    "token": "", "tokenExpiry": 0, "privateKey": "", "certificate": "", "restartHour": -1}
@@ -10,6 +10,7 @@
 
 #include <string>
 
+#include "korvan/services/settings/Export.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 
 namespace korvan::services::settings::detail {
@@ -17,10 +18,10 @@ namespace korvan::services::settings::detail {
 inline constexpr int kFormatVersion = 1;
 
 /// The file's text: one member per line, readable by a person.
-std::string toJson(const ConnectorSettings& settings);
+KORVAN_SETTINGS_EXPORT std::string toJson(const ConnectorSettings& settings);
 
 /// Reads the file's text. Throws std::runtime_error whose what() completes the sentence
 /// "The settings file <path> ...", e.g. "is not valid JSON (syntax error at line 2, column 9)".
-ConnectorSettings fromJson(const std::string& text);
+KORVAN_SETTINGS_EXPORT ConnectorSettings fromJson(const std::string& text);
 
 }  // namespace korvan::services::settings::detail

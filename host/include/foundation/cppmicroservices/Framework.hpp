@@ -7,11 +7,13 @@
 
 #include <cppmicroservices/Framework.h>
 
+#include "korvan/host/Export.hpp"
+
 namespace foundation::cppmicroservices {
 
 /// The host's framework, created and started on the first call (thread-safe); later calls
 /// return a handle on the same framework. It is never stopped: objects destroyed at process
 /// exit may still unregister services or close trackers on it.
-::cppmicroservices::Framework getFramework();
+KORVAN_HOST_EXPORT ::cppmicroservices::Framework getFramework();
 
 }  // namespace foundation::cppmicroservices

@@ -23,11 +23,13 @@
 #include <string>
 #include <string_view>
 
+#include "korvan/host/Export.hpp"
+
 namespace foundation::feature {
 
 /// One feature: a scope (a number separating families of features; 1 holds the product's
 /// features) and a name. Constant after construction except for the cached data index.
-class Feature {
+class KORVAN_HOST_EXPORT Feature {
   public:
     static constexpr std::uint64_t kUnresolved = ~std::uint64_t{0};
 
@@ -46,20 +48,20 @@ class Feature {
 };
 
 /// The query interface of the host's feature management.
-class IFeature {
+class KORVAN_HOST_EXPORT IFeature {
   public:
     /// True when the feature is on.
     static bool get(const Feature& feature);
 };
 
 /// Sets (true/false) or removes (nullopt) the override of a feature name.
-void setOverride(const std::string& name, std::optional<bool> on);
+KORVAN_HOST_EXPORT void setOverride(const std::string& name, std::optional<bool> on);
 
 /// Re-reads KORVAN_FEATURES; overrides stay as they are.
-void reloadEnvironment();
+KORVAN_HOST_EXPORT void reloadEnvironment();
 
 /// An override for the lifetime of the object; the previous override is restored after.
-class ScopedOverride {
+class KORVAN_HOST_EXPORT ScopedOverride {
   public:
     ScopedOverride(std::string name, bool on);
     ~ScopedOverride();

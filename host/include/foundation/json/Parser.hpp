@@ -26,6 +26,8 @@
 
 #include <foundation/json/Value.hpp>
 
+#include "korvan/host/Export.hpp"
+
 namespace foundation::json {
 
 /// Flags byte of the parser entry (0: strict JSON).
@@ -55,7 +57,7 @@ enum ParseResult : int {
 };
 
 /// The description of a result code; "Unknown parse result" for codes not listed above.
-const char* get_parse_result_description(int code) noexcept;
+KORVAN_HOST_EXPORT const char* get_parse_result_description(int code) noexcept;
 
 /// What the parser entry reports: the code, and the position where it stopped (the failure
 /// position, or on success the first character after the value and its trailing white space).
@@ -68,7 +70,8 @@ struct ParseStatus {
 /// Parses one JSON value from [begin, end) into `result` (left undefined on failure). Stops
 /// after the first complete value and the white space behind it; the caller compares
 /// fPosition with `end` to detect trailing content. Never throws except std::bad_alloc.
-ParseStatus parse(const char* begin, const char* end, Value& result, std::uint8_t flags = 0);
+KORVAN_HOST_EXPORT ParseStatus parse(const char* begin, const char* end, Value& result,
+                                     std::uint8_t flags = 0);
 
 /// A failed parse, with the position turned into a line and a column.
 ///
@@ -76,7 +79,7 @@ ParseStatus parse(const char* begin, const char* end, Value& result, std::uint8_
 /// (Line <n>, Column <m>)". Lines and columns count from 1; a line ends at '\n'; the column
 /// counts characters (UTF-8 sequences) from the start of the line, so the failure position's
 /// own character has that column.
-class ParserException : public std::runtime_error {
+class KORVAN_HOST_EXPORT ParserException : public std::runtime_error {
   public:
     ParserException(const char* start, const char* failure, const char* end, int code,
                     std::string description);
@@ -97,11 +100,11 @@ class ParserException : public std::runtime_error {
 
 /// True when `value` is an object whose "zxtype" member is a string naming one of the eight
 /// integer types above (exact, case-sensitive).
-bool isIntegerEnvelope(const Value& value) noexcept;
+KORVAN_HOST_EXPORT bool isIntegerEnvelope(const Value& value) noexcept;
 
 /// Parses the whole text: a failure throws ParserException with the parser's code and
 /// description; content after the value throws ParserException with code 0 and "Parse
 /// incomplete", positioned where the parser stopped.
-Value parse(std::string_view text, std::uint8_t flags = 0);
+KORVAN_HOST_EXPORT Value parse(std::string_view text, std::uint8_t flags = 0);
 
 }  // namespace foundation::json

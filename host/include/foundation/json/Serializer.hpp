@@ -19,6 +19,8 @@
 
 #include <foundation/json/Value.hpp>
 
+#include "korvan/host/Export.hpp"
+
 namespace foundation::json {
 
 struct SerializeOptions {
@@ -29,6 +31,6 @@ struct SerializeOptions {
     NonFinite fNonFinite = NonFinite::Error;
 };
 
-std::string serialize(const Value& value, const SerializeOptions& options = {});
+KORVAN_HOST_EXPORT std::string serialize(const Value& value, const SerializeOptions& options = {});
 
 }  // namespace foundation::json

@@ -28,6 +28,8 @@
 #include <variant>
 #include <vector>
 
+#include "korvan/host/Export.hpp"
+
 namespace foundation::json {
 
 class Value;
@@ -100,15 +102,15 @@ struct traits<Object> {
 };
 
 /// The name of a kind, as traits<T>::name.
-const char* kindName(Kind kind) noexcept;
+KORVAN_HOST_EXPORT const char* kindName(Kind kind) noexcept;
 
 /// A read of the wrong kind: "invalid conversion: <stored kind> to <requested kind>".
-class ConversionError : public std::runtime_error {
+class KORVAN_HOST_EXPORT ConversionError : public std::runtime_error {
   public:
     ConversionError(Kind stored, const char* requested);
 };
 
-class Value {
+class KORVAN_HOST_EXPORT Value {
   public:
     /// The undefined value; what lookups of missing members return.
     static const Value UNDEFINED;

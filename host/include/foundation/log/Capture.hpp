@@ -13,9 +13,11 @@
 
 #include <foundation/log/Log.hpp>
 
+#include "korvan/host/Export.hpp"
+
 namespace foundation::log {
 
-class ScopedCapture {
+class KORVAN_HOST_EXPORT ScopedCapture {
   public:
     explicit ScopedCapture(std::string channel);
     explicit ScopedCapture(const Channel& channel) : ScopedCapture(channel.name()) {}

@@ -20,9 +20,11 @@
 
 #include <foundation/log/Log.hpp>
 
+#include "korvan/host/Export.hpp"
+
 namespace foundation::log {
 
-struct Settings {
+struct KORVAN_HOST_EXPORT Settings {
     enum class Output { Off, Stderr, File };
 
     Output fOutput = Output::Off;
@@ -35,12 +37,12 @@ struct Settings {
 };
 
 /// Replaces the current configuration (output sink, channel filter, threshold).
-void configure(const Settings& settings);
+KORVAN_HOST_EXPORT void configure(const Settings& settings);
 
 /// Re-reads the environment and applies it (same as configure(Settings::fromEnvironment())).
 void configureFromEnvironment();
 
 /// The configuration in force.
-Settings currentSettings();
+KORVAN_HOST_EXPORT Settings currentSettings();
 
 }  // namespace foundation::log

@@ -22,6 +22,8 @@
 #include <string>
 #include <string_view>
 
+#include "korvan/host/Export.hpp"
+
 namespace foundation::log {
 
 /// Severity of a record. The connector module writes everything at Debug.
@@ -42,13 +44,14 @@ class Channel {
 };
 
 /// True when a record of `level` on `channel` would be written or captured.
-bool isEnabled(std::string_view channel, Level level = Level::Debug) noexcept;
+KORVAN_HOST_EXPORT bool isEnabled(std::string_view channel, Level level = Level::Debug) noexcept;
 inline bool isEnabled(const Channel& channel, Level level = Level::Debug) noexcept {
     return isEnabled(std::string_view(channel.name()), level);
 }
 
 /// Writes one line unconditionally (callers normally test isEnabled first, or use the macro).
-void write(std::string_view channel, Level level, std::string_view line) noexcept;
+KORVAN_HOST_EXPORT void write(std::string_view channel, Level level,
+                              std::string_view line) noexcept;
 inline void write(const Channel& channel, Level level, std::string_view line) noexcept {
     write(std::string_view(channel.name()), level, line);
 }

@@ -11,16 +11,18 @@
 #include <string>
 #include <vector>
 
+#include "korvan/host/Export.hpp"
+
 namespace foundation::network {
 
 /// Resolution failed: the name is unknown, empty, or the resolver failed. what() names the
 /// host and the resolver's reason.
-class UnknownHostException : public std::runtime_error {
+class KORVAN_HOST_EXPORT UnknownHostException : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-class InetAddress {
+class KORVAN_HOST_EXPORT InetAddress {
   public:
     /// Every address of `name` (a host name or a numeric address), in the resolver's order,
     /// without repeats. Throws UnknownHostException when there is none.

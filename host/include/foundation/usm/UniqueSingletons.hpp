@@ -22,17 +22,20 @@
 #include <typeindex>
 #include <typeinfo>
 
+#include "korvan/host/Export.hpp"
+
 namespace foundation::usm {
 
 using Id = std::uint64_t;
 
 /// A new ID, distinct from every other in the process.
-Id obtainId();
+KORVAN_HOST_EXPORT Id obtainId();
 
 namespace detail {
-void* find(Id id, const std::type_info& type);
+KORVAN_HOST_EXPORT void* find(Id id, const std::type_info& type);
 // Inserts object (deleted with destroy) when the ID is empty; returns the registered object.
-void* findOrInsert(Id id, const std::type_info& type, void* object, void (*destroy)(void*));
+KORVAN_HOST_EXPORT void* findOrInsert(Id id, const std::type_info& type, void* object,
+                                      void (*destroy)(void*));
 }  // namespace detail
 
 /// The object registered under `id`, or nullptr.
@@ -56,6 +59,6 @@ T* findOrInsert(Id id, std::unique_ptr<T>& candidate) {
 
 /// Destroys every registered object (newest first) and empties the table; IDs stay valid.
 /// For tests and orderly shutdown.
-void reset();
+KORVAN_HOST_EXPORT void reset();
 
 }  // namespace foundation::usm

@@ -24,11 +24,12 @@
 #include <string>
 #include <vector>
 
+#include "korvan/host/Export.hpp"
 #include "resource_core/BaseMsgID.hpp"
 
 namespace korvan::host {
 
-class __attribute__((visibility("default"))) MessageCatalogue {
+class KORVAN_HOST_EXPORT MessageCatalogue {
   public:
     /// The process-wide catalogue (created, and the default folder loaded, on first call).
     static MessageCatalogue& instance();

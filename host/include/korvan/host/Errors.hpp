@@ -21,12 +21,13 @@
 #include <utility>
 
 #include "foundation/core/except/Exception.hpp"
+#include "korvan/host/Export.hpp"
 #include "resource_core/BaseMsgID.hpp"
 
 namespace korvan::host {
 
 /// A record whose component, name and arguments are chosen at run time.
-class FOUNDATION_EXCEPT_VISIBLE DynamicMsgID : public resource_core::BaseMsgID {
+class KORVAN_HOST_EXPORT DynamicMsgID : public resource_core::BaseMsgID {
   public:
     template <class... Args>
     DynamicMsgID(std::string component, std::string name, Args&&... args)
@@ -53,19 +54,19 @@ inline constexpr const char* kHostComponent = "KORVAN:host";
 
 namespace KORVAN::host {
 
-class FOUNDATION_EXCEPT_VISIBLE TooManyOutputs : public resource_core::BaseMsgID {
+class KORVAN_HOST_EXPORT TooManyOutputs : public resource_core::BaseMsgID {
   public:
     TooManyOutputs() : BaseMsgID(korvan::host::kHostComponent, "TooManyOutputs", 0) {}
 };
-class FOUNDATION_EXCEPT_VISIBLE TooManyInputs : public resource_core::BaseMsgID {
+class KORVAN_HOST_EXPORT TooManyInputs : public resource_core::BaseMsgID {
   public:
     TooManyInputs() : BaseMsgID(korvan::host::kHostComponent, "TooManyInputs", 0) {}
 };
-class FOUNDATION_EXCEPT_VISIBLE NotEnoughInputs : public resource_core::BaseMsgID {
+class KORVAN_HOST_EXPORT NotEnoughInputs : public resource_core::BaseMsgID {
   public:
     NotEnoughInputs() : BaseMsgID(korvan::host::kHostComponent, "NotEnoughInputs", 0) {}
 };
-class FOUNDATION_EXCEPT_VISIBLE OutOfMemory : public resource_core::BaseMsgID {
+class KORVAN_HOST_EXPORT OutOfMemory : public resource_core::BaseMsgID {
   public:
     OutOfMemory() : BaseMsgID(korvan::host::kHostComponent, "OutOfMemory", 0) {}
 };
@@ -81,12 +82,13 @@ extern template class Exception<KORVAN::host::OutOfMemory>;
 }  // namespace foundation::core::except
 
 /// Each throws foundation::core::except::Exception<KORVAN::host::...>.
-[[noreturn]] void kxErrTooManyOutputs();
-[[noreturn]] void kxErrTooManyInputs();
-[[noreturn]] void kxErrNotEnoughInputs();
-[[noreturn]] void kxErrOutOfMemory();
+[[noreturn]] KORVAN_HOST_EXPORT void kxErrTooManyOutputs();
+[[noreturn]] KORVAN_HOST_EXPORT void kxErrTooManyInputs();
+[[noreturn]] KORVAN_HOST_EXPORT void kxErrNotEnoughInputs();
+[[noreturn]] KORVAN_HOST_EXPORT void kxErrOutOfMemory();
 
 /// The standard check of a host-facing function, outputs first: throws TooManyOutputs when
 /// nlhs > maxOutputs, then NotEnoughInputs when nrhs < minInputs, then TooManyInputs when
 /// nrhs > maxInputs (a negative maxInputs means no upper limit).
-void kxCheckArgumentCounts(int nlhs, int maxOutputs, int nrhs, int minInputs, int maxInputs);
+KORVAN_HOST_EXPORT void kxCheckArgumentCounts(int nlhs, int maxOutputs, int nrhs, int minInputs,
+                                              int maxInputs);

@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "korvan/host/Export.hpp"
 #include "kx/kxArray.hpp"
 
 namespace korvan::host {
@@ -26,11 +27,11 @@ using BuiltinFcn = void (*)(int nlhs, kxArray** plhs, int nrhs, const kxArray** 
 using Function = std::function<void(int nlhs, kxArray** plhs, int nrhs, const kxArray** prhs)>;
 
 /// Adds or replaces the function called `fullName` ("disp", "korvan.internal.rest.showDialog").
-void registerFunction(const std::string& fullName, Function function);
+KORVAN_HOST_EXPORT void registerFunction(const std::string& fullName, Function function);
 /// Removes it; returns false when there was none.
-bool unregisterFunction(const std::string& fullName);
+KORVAN_HOST_EXPORT bool unregisterFunction(const std::string& fullName);
 /// A copy of the function, or nullopt when no function has that name.
-std::optional<Function> findFunction(const std::string& fullName);
+KORVAN_HOST_EXPORT std::optional<Function> findFunction(const std::string& fullName);
 /// All names, sorted (for help texts and completion).
 std::vector<std::string> functionNames();
 

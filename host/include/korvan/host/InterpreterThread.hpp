@@ -20,11 +20,12 @@
 #include <memory>
 #include <thread>
 
+#include "korvan/host/Export.hpp"
 #include "xvm/XVM.hpp"
 
 namespace korvan::host {
 
-class InterpreterThread {
+class KORVAN_HOST_EXPORT InterpreterThread {
   public:
     /// Serves `vm` (a new interpreter with default options when null). Returns once the thread
     /// has made it current. Throws std::logic_error when `vm` is current on another thread.

@@ -42,6 +42,8 @@
 #include <string>
 #include <vector>
 
+#include "korvan/host/Export.hpp"
+
 namespace korvan::host {
 
 /// One exported built-in: the name user code calls and the symbol that implements it.
@@ -52,7 +54,7 @@ struct BuiltinBinding {
 
 /// What the loader knows about a loaded module. Immutable apart from the bindings list, which
 /// only grows while the module is loaded (guarded by the loader's lock).
-class LoadedModule {
+class KORVAN_HOST_EXPORT LoadedModule {
   public:
     const std::filesystem::path& getPath() const noexcept { return fPath; }
     const std::string& getLibraryName() const noexcept { return fLibraryName; }
@@ -74,24 +76,24 @@ class LoadedModule {
 /// "libzxrestfcnconnector.so" -> "libzxrestfcnconnector"; "libx.so.1" -> "libx". Empty when
 /// the result would not be a valid C identifier (letters, digits, '_', not starting with a
 /// digit).
-std::string moduleLibraryName(const std::filesystem::path& file);
+KORVAN_HOST_EXPORT std::string moduleLibraryName(const std::filesystem::path& file);
 
 /// Loads the module at `file` (rules above) and binds `builtins`. Loading a file that is
 /// already loaded calls no initialiser again; it binds the built-ins not bound yet and
 /// returns the loaded module. An empty `catalogueFolder` means the default folder.
-std::shared_ptr<const LoadedModule> loadModule(const std::filesystem::path& file,
-                                               const std::vector<BuiltinBinding>& builtins = {},
-                                               const std::filesystem::path& catalogueFolder = {});
+KORVAN_HOST_EXPORT std::shared_ptr<const LoadedModule> loadModule(
+    const std::filesystem::path& file, const std::vector<BuiltinBinding>& builtins = {},
+    const std::filesystem::path& catalogueFolder = {});
 
 /// Unloads the module with this library name; false when none is loaded.
-bool unloadModule(const std::string& libraryName);
+KORVAN_HOST_EXPORT bool unloadModule(const std::string& libraryName);
 /// Unloads every module, the last loaded first (at shell exit). Errors of terminators are
 /// reported on standard error and do not stop the others.
-void unloadAllModules() noexcept;
+KORVAN_HOST_EXPORT void unloadAllModules() noexcept;
 
 /// The loaded module with this library name, or null.
-std::shared_ptr<const LoadedModule> findModule(const std::string& libraryName);
+KORVAN_HOST_EXPORT std::shared_ptr<const LoadedModule> findModule(const std::string& libraryName);
 /// All loaded modules in load order.
-std::vector<std::shared_ptr<const LoadedModule>> loadedModules();
+KORVAN_HOST_EXPORT std::vector<std::shared_ptr<const LoadedModule>> loadedModules();
 
 }  // namespace korvan::host

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "korvan/host/Export.hpp"
 #include "kx/kxArray.hpp"
 
 namespace kcos {
@@ -25,7 +26,7 @@ namespace korvan::host {
 
 using ArgList = std::vector<const kxArray*>;
 
-class UserCode {
+class KORVAN_HOST_EXPORT UserCode {
   public:
     /// `client` null: the public client (user code).
     explicit UserCode(kcos::COSClient* client = nullptr);

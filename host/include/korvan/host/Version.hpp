@@ -2,10 +2,12 @@
 // when the host was built.
 #pragma once
 
+#include "korvan/host/Export.hpp"
+
 namespace korvan {
 
 /// "major.minor.patch" of the build.
-const char* hostVersion();
+KORVAN_HOST_EXPORT const char* hostVersion();
 /// The build's resource folder (<build>/share/korvan/resources).
 const char* hostResourceDir();
 

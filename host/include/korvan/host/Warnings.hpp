@@ -14,10 +14,11 @@
 #include <string>
 #include <string_view>
 
+#include "korvan/host/Export.hpp"
 #include "resource_core/BaseMsgID.hpp"
 
 /// Issues the warning of a message record (identifier and filled-in catalogue text).
-__attribute__((visibility("default"))) void kxWarningMsgId(const resource_core::BaseMsgID& msgID);
+KORVAN_HOST_EXPORT void kxWarningMsgId(const resource_core::BaseMsgID& msgID);
 
 namespace korvan::host {
 
@@ -25,7 +26,7 @@ namespace korvan::host {
 using WarningSink = std::function<void(const std::string& line)>;
 
 /// Replaces the sink and returns the previous one; an empty sink restores std::cerr.
-WarningSink setWarningSink(WarningSink sink);
+KORVAN_HOST_EXPORT WarningSink setWarningSink(WarningSink sink);
 
 struct LastWarning {
     std::string message;     // UTF-8 text without the "Warning: " prefix; empty if none
@@ -33,9 +34,9 @@ struct LastWarning {
 };
 
 /// Issues a warning from a text (and an optional identifier), for host code without a record.
-void issueWarning(std::string_view message, std::string_view identifier = {});
+KORVAN_HOST_EXPORT void issueWarning(std::string_view message, std::string_view identifier = {});
 /// The last warning issued by any thread (both fields empty when none or cleared).
-LastWarning lastWarning();
-void clearLastWarning();
+KORVAN_HOST_EXPORT LastWarning lastWarning();
+KORVAN_HOST_EXPORT void clearLastWarning();
 
 }  // namespace korvan::host

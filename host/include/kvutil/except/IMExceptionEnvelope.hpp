@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "foundation/core/except/IException.hpp"
+#include "korvan/host/Export.hpp"
 #include "resource_core/BaseMsgID.hpp"
 
 namespace kvutil::except {
@@ -26,9 +27,8 @@ struct StackFrame {
     int fLine = 0;          // 0 when unknown
 };
 
-class FOUNDATION_EXCEPT_VISIBLE IMExceptionEnvelope
-    : public foundation::core::except::IMsgIDException,
-      public std::exception {
+class KORVAN_HOST_EXPORT IMExceptionEnvelope : public foundation::core::except::IMsgIDException,
+                                               public std::exception {
   public:
     IMExceptionEnvelope() = default;
     IMExceptionEnvelope(const IMExceptionEnvelope&) = default;

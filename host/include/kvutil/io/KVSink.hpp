@@ -14,10 +14,12 @@
 #include <string>
 #include <string_view>
 
+#include "korvan/host/Export.hpp"
+
 namespace kvutil::io {
 
 /// Receiver of interpreter text (UTF-8).
-class KVSink {
+class KORVAN_HOST_EXPORT KVSink {
   public:
     virtual ~KVSink() = default;
     /// Appends `text` as it stands (no newline is added).
@@ -28,7 +30,7 @@ class KVSink {
 using KVSinkRef = std::shared_ptr<KVSink>;
 
 /// Writes to a std::ostream that outlives the sink (std::cout, std::cerr, a test stream).
-class OStreamSink final : public KVSink {
+class KORVAN_HOST_EXPORT OStreamSink final : public KVSink {
   public:
     explicit OStreamSink(std::ostream& stream) : fStream(stream) {}
     void write(std::string_view text) noexcept override;
@@ -40,7 +42,7 @@ class OStreamSink final : public KVSink {
 };
 
 /// Keeps everything written, for tests and for capturing the output of one request.
-class StringSink final : public KVSink {
+class KORVAN_HOST_EXPORT StringSink final : public KVSink {
   public:
     void write(std::string_view text) noexcept override;
     /// A copy of all text written so far.
@@ -55,7 +57,7 @@ class StringSink final : public KVSink {
 
 /// Process-wide sinks on standard output and standard error (created on first use, never
 /// destroyed, so that late writers at exit are safe).
-KVSinkRef stdoutSink();
-KVSinkRef stderrSink();
+KORVAN_HOST_EXPORT KVSinkRef stdoutSink();
+KORVAN_HOST_EXPORT KVSinkRef stderrSink();
 
 }  // namespace kvutil::io

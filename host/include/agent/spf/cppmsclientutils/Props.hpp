@@ -4,11 +4,13 @@
 
 #include <string>
 
+#include "korvan/host/Export.hpp"
+
 namespace agent::spf::cppmsclientutils {
 
 /// The key of the client-ID property: "spf.clientid". A hosted service carries the ID its
 /// clients select it by (e.g. "restfcnconnectorservice") under this key, as a std::string.
-std::string clientIdProp();
+KORVAN_HOST_EXPORT std::string clientIdProp();
 
 struct Props {
     /// clientIdProp(), built once per library that uses it.

@@ -15,9 +15,11 @@
 
 #include <string>
 
+#include "korvan/host/Export.hpp"
+
 namespace agent::spf::cppmsclientutils {
 
-class TrackedServiceInfo {
+class KORVAN_HOST_EXPORT TrackedServiceInfo {
   public:
     /// Throws std::invalid_argument for an empty client ID or a negative version.
     TrackedServiceInfo(std::string clientId, int majorVersion, int minorVersion);

@@ -25,9 +25,11 @@
 #include <unordered_map>
 #include <vector>
 
+#include "korvan/host/Export.hpp"
+
 namespace foundation::concurrent::threadpool {
 
-class Executor {
+class KORVAN_HOST_EXPORT Executor {
   public:
     using Task = std::function<void()>;
 

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "foundation/core/except/IException.hpp"
+#include "korvan/host/Export.hpp"
 #include "resource_core/BaseMsgID.hpp"
 
 namespace foundation::core::except {
@@ -21,7 +22,7 @@ namespace foundation::core::except {
 template <class Tag, class StdBase = std::exception, class Unused = void>
 requires std::derived_from<Tag, resource_core::BaseMsgID> &&
     std::derived_from<StdBase, std::exception>
-class FOUNDATION_EXCEPT_VISIBLE Exception : public IMsgIDException, public StdBase {
+class KORVAN_HOST_EXPORT Exception : public IMsgIDException, public StdBase {
   public:
     explicit Exception(const Tag& msgID) : fMsgID(msgID), fID(get_error_id(fMsgID)) {}
     Exception(const Exception& other) = default;

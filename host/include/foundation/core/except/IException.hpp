@@ -6,7 +6,7 @@
 //                    turns any such exception leaving a callback into a host error whose text
 //                    is the catalogue entry filled with the arguments
 //
-// Type info stays visible (default visibility) because these exceptions are thrown in one
+// Exported (type information included) because these exceptions are thrown in one
 // shared library and caught in another. An exception object may be read from several threads
 // (a stored exception rethrown in two places); what() renders once, under a once-flag.
 #pragma once
@@ -16,13 +16,12 @@
 
 #include <boost/exception/exception.hpp>
 
+#include "korvan/host/Export.hpp"
 #include "resource_core/BaseMsgID.hpp"
-
-#define FOUNDATION_EXCEPT_VISIBLE __attribute__((visibility("default")))
 
 namespace foundation::core::except {
 
-class FOUNDATION_EXCEPT_VISIBLE IException {
+class KORVAN_HOST_EXPORT IException {
   public:
     IException() = default;
     IException(const IException&) = default;
@@ -37,7 +36,7 @@ class FOUNDATION_EXCEPT_VISIBLE IException {
     virtual const char* what() const noexcept = 0;
 };
 
-class FOUNDATION_EXCEPT_VISIBLE IUserException : public IException {
+class KORVAN_HOST_EXPORT IUserException : public IException {
   public:
     IUserException() = default;
     /// Copies do not share the rendered text; each renders its own on first what().
@@ -60,8 +59,7 @@ class FOUNDATION_EXCEPT_VISIBLE IUserException : public IException {
     mutable std::string fWhatText;  // written once under fWhatOnce
 };
 
-class FOUNDATION_EXCEPT_VISIBLE IMsgIDException : public IUserException,
-                                                  public virtual boost::exception {
+class KORVAN_HOST_EXPORT IMsgIDException : public IUserException, public virtual boost::exception {
   public:
     IMsgIDException() = default;
     IMsgIDException(const IMsgIDException&) = default;

@@ -9,6 +9,8 @@
 #include <boost/uuid/uuid_hash.hpp>
 #include <string>
 
+#include "korvan/host/Export.hpp"
+
 namespace foundation::msg_svc::exchange {
 
 /// 128-bit request identifier; value type, comparable, hashable (boost/uuid/uuid_hash.hpp
@@ -19,7 +21,7 @@ using IDType = boost::uuids::uuid;
 IDType newID();
 
 /// The nil identifier (all zero bits); never returned by newID().
-IDType nilID() noexcept;
+KORVAN_HOST_EXPORT IDType nilID() noexcept;
 
 /// Canonical text form, e.g. "0f8e...-...". For logs and diagnostics.
 std::string toString(const IDType& id);

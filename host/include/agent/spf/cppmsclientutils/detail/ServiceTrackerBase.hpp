@@ -13,6 +13,8 @@
 #include <mutex>
 #include <string>
 
+#include "korvan/host/Export.hpp"
+
 namespace agent::spf::cppmsclientutils {
 
 /// Options of a tracker, passed as its int flags.
@@ -25,7 +27,7 @@ struct TrackerFlags {
 
 namespace detail {
 
-class ServiceTrackerBase {
+class KORVAN_HOST_EXPORT ServiceTrackerBase {
   public:
     /// description names what is tracked (a filter text or an interface id); flags are
     /// TrackerFlags; executor null means the host's shared executor (ignored with kCallDirectly).

@@ -22,13 +22,14 @@
 
 #include <cppmicroservices/BundleContext.h>
 
+#include "korvan/services/client/Export.hpp"
 #include "rest/kv/connectorclient/RestFcnConnectorClient.hpp"
 
 namespace korvan::services::client {
 
 class ConnectorClient;
 
-class ConnectorClientBundle {
+class KORVAN_CONNECTOR_CLIENT_EXPORT ConnectorClientBundle {
   public:
     /// `startWait`: how long a start waits for a connector service that is away (an update).
     explicit ConnectorClientBundle(cppmicroservices::BundleContext context,

@@ -24,6 +24,8 @@
 #include <string>
 #include <string_view>
 
+#include "korvan/services/connector/Export.hpp"
+
 namespace korvan::services::connector {
 
 inline constexpr const char* kAccessLogFile = "access.log";
@@ -45,7 +47,7 @@ struct AccessLogEntry {
 using FailureSink = std::function<void(const std::string& line)>;
 
 /// The line written for `entry` (without the line end).
-std::string formatAccessLogLine(const AccessLogEntry& entry);
+KORVAN_CONNECTOR_SERVICE_EXPORT std::string formatAccessLogLine(const AccessLogEntry& entry);
 
 class AccessLog {
   public:

@@ -10,9 +10,11 @@
 #include <string>
 #include <string_view>
 
+#include "korvan/services/connector/Export.hpp"
+
 namespace korvan::services::connector {
 
-class AccessToken {
+class KORVAN_CONNECTOR_SERVICE_EXPORT AccessToken {
   public:
     using Clock = std::chrono::system_clock;
 
@@ -48,6 +50,7 @@ class AccessToken {
 
 /// The token of an "Authorization" header value "Bearer <token>" (scheme in any letter case),
 /// or an empty view when the header has another form.
-std::string_view bearerToken(std::string_view authorization) noexcept;
+KORVAN_CONNECTOR_SERVICE_EXPORT std::string_view bearerToken(
+    std::string_view authorization) noexcept;
 
 }  // namespace korvan::services::connector

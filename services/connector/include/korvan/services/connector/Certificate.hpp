@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "korvan/services/connector/Export.hpp"
+
 namespace korvan::services::connector {
 
 struct CertificateFiles {
@@ -32,22 +34,24 @@ inline constexpr int kGeneratedCertificateDays = 365;
 /// subject alternative names are DNS:localhost, IP:127.0.0.1 and each entry of `addresses`
 /// (IPv4 or IPv6 text; a text that is no address is added as a DNS name). Replaces an earlier
 /// pair in that folder.
-CertificateFiles generateCertificate(const std::filesystem::path& folder,
-                                     const std::vector<std::string>& addresses);
+KORVAN_CONNECTOR_SERVICE_EXPORT CertificateFiles
+generateCertificate(const std::filesystem::path& folder, const std::vector<std::string>& addresses);
 
-class CertificateMismatch : public std::runtime_error {
+class KORVAN_CONNECTOR_SERVICE_EXPORT CertificateMismatch : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
 /// Checks that both files are readable PEM and that the key is the certificate's key
 /// (CertificateMismatch when it is not).
-void checkCertificateFiles(const CertificateFiles& files);
+KORVAN_CONNECTOR_SERVICE_EXPORT void checkCertificateFiles(const CertificateFiles& files);
 
 /// The certificate's last day of validity, "dd-MMM-yyyy" (Dates.hpp).
-std::string certificateExpirationDate(const std::filesystem::path& certificate);
+KORVAN_CONNECTOR_SERVICE_EXPORT std::string certificateExpirationDate(
+    const std::filesystem::path& certificate);
 
 /// Subject alternative names of the certificate as "DNS:<name>" / "IP:<address>" texts.
-std::vector<std::string> certificateSubjectAltNames(const std::filesystem::path& certificate);
+KORVAN_CONNECTOR_SERVICE_EXPORT std::vector<std::string> certificateSubjectAltNames(
+    const std::filesystem::path& certificate);
 
 }  // namespace korvan::services::connector

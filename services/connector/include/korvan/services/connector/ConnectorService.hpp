@@ -31,6 +31,7 @@
 #include "korvan/services/connector/AccessLog.hpp"
 #include "korvan/services/connector/AccessToken.hpp"
 #include "korvan/services/connector/Certificate.hpp"
+#include "korvan/services/connector/Export.hpp"
 #include "korvan/services/connector/FunctionInvoker.hpp"
 #include "korvan/services/connector/FunctionServiceCatalog.hpp"
 
@@ -80,7 +81,7 @@ struct Config {
     std::filesystem::path fServerSettingsFile;
 };
 
-class ConnectorService {
+class KORVAN_CONNECTOR_SERVICE_EXPORT ConnectorService {
   public:
     ConnectorService(Config config, std::shared_ptr<const FunctionServiceCatalog> catalog,
                      std::shared_ptr<FunctionInvoker> invoker);

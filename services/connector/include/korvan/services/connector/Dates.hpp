@@ -7,9 +7,12 @@
 #include <chrono>
 #include <string>
 
+#include "korvan/services/connector/Export.hpp"
+
 namespace korvan::services::connector {
 
 /// The UTC calendar date of `when` as "dd-MMM-yyyy".
-std::string formatExpiryDate(std::chrono::system_clock::time_point when);
+KORVAN_CONNECTOR_SERVICE_EXPORT std::string formatExpiryDate(
+    std::chrono::system_clock::time_point when);
 
 }  // namespace korvan::services::connector

@@ -22,6 +22,7 @@
 
 #include "foundation/json/Value.hpp"
 #include "korvan/host/Functions.hpp"
+#include "korvan/services/connector/Export.hpp"
 
 namespace korvan::services::connector {
 
@@ -50,8 +51,9 @@ inline constexpr int kMaxNargout = 64;
 /// for "HTTP4xx:<name>" (a function's way to answer a caller's mistake it found), 400 for the
 /// caller's mistakes of inputs and outputs, else 500.
 unsigned statusOfFunctionError(std::string_view id);
-CallOutcome runFunctionCall(const korvan::host::Function& function,
-                            const foundation::json::Value& args, int nargout) noexcept;
+KORVAN_CONNECTOR_SERVICE_EXPORT CallOutcome runFunctionCall(const korvan::host::Function& function,
+                                                            const foundation::json::Value& args,
+                                                            int nargout) noexcept;
 
 /// One call to make: what route() found for a POST and what start() takes.
 struct FunctionCall {
@@ -68,7 +70,7 @@ using CallCompletion = std::function<void(CallOutcome)>;
 
 /// A call on its way, shared by its starter and the work that runs it. The first of the call's
 /// end, a refusal by the host and expire() settles it; whatever comes later is dropped.
-class PendingCall {
+class KORVAN_CONNECTOR_SERVICE_EXPORT PendingCall {
   public:
     virtual ~PendingCall() = default;
     /// How long the starter waits before expire(); zero: no limit (the call bounds itself).
@@ -78,7 +80,8 @@ class PendingCall {
     virtual void expire() = 0;
 };
 
-class FunctionInvoker : public std::enable_shared_from_this<FunctionInvoker> {
+class KORVAN_CONNECTOR_SERVICE_EXPORT FunctionInvoker
+    : public std::enable_shared_from_this<FunctionInvoker> {
   public:
     virtual ~FunctionInvoker() = default;
     /// Starts `call` and returns at once; `done` receives the outcome exactly once (a refusal

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "korvan/host/Functions.hpp"
+#include "korvan/services/connector/Export.hpp"
 
 namespace korvan::services::connector {
 
@@ -35,7 +36,7 @@ struct FunctionMetadata {
     friend bool operator==(const FunctionMetadata&, const FunctionMetadata&) = default;
 };
 
-class FunctionServiceCatalog {
+class KORVAN_CONNECTOR_SERVICE_EXPORT FunctionServiceCatalog {
   public:
     virtual ~FunctionServiceCatalog() = default;
 
@@ -60,9 +61,9 @@ class FunctionServiceCatalog {
 
 /// True for a name usable as a service or function name in a URL: 1 to 64 characters of
 /// letters, digits, '_', '-' and '.'.
-bool isValidServiceName(std::string_view name) noexcept;
+KORVAN_CONNECTOR_SERVICE_EXPORT bool isValidServiceName(std::string_view name) noexcept;
 
-class HostFunctionCatalog : public FunctionServiceCatalog {
+class KORVAN_CONNECTOR_SERVICE_EXPORT HostFunctionCatalog : public FunctionServiceCatalog {
   public:
     /// Exposes the host function `hostFunction` as `service`/`function` (replacing an earlier
     /// entry). Throws std::invalid_argument for a name that isValidServiceName refuses.

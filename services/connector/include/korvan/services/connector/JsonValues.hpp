@@ -24,26 +24,28 @@
 #include <string_view>
 
 #include "foundation/json/Value.hpp"
+#include "korvan/services/connector/Export.hpp"
 #include "kx/kxArray.hpp"
 
 namespace korvan::services::connector {
 
-class ValueMappingError : public std::invalid_argument {
+class KORVAN_CONNECTOR_SERVICE_EXPORT ValueMappingError : public std::invalid_argument {
   public:
     using std::invalid_argument::invalid_argument;
 };
 
 /// A new host array for `value`; the caller owns the result.
-kx::ArrayPtr arrayFromJson(const foundation::json::Value& value);
+KORVAN_CONNECTOR_SERVICE_EXPORT kx::ArrayPtr arrayFromJson(const foundation::json::Value& value);
 
 /// The JSON form of `array` (which is only read).
-foundation::json::Value jsonFromArray(const kxArray* array);
+KORVAN_CONNECTOR_SERVICE_EXPORT foundation::json::Value jsonFromArray(const kxArray* array);
 
 /// `text` with the bare words NaN, Infinity and -Infinity (outside strings) replaced by the
 /// "double" envelopes of those values; nullopt when there are none. Python's json writes them.
-std::optional<std::string> withNonFiniteEnvelopes(std::string_view text);
+KORVAN_CONNECTOR_SERVICE_EXPORT std::optional<std::string> withNonFiniteEnvelopes(
+    std::string_view text);
 
 /// Compact JSON text with doubles as the shortest text that reads back to them.
-std::string writeJson(const foundation::json::Value& value);
+KORVAN_CONNECTOR_SERVICE_EXPORT std::string writeJson(const foundation::json::Value& value);
 
 }  // namespace korvan::services::connector

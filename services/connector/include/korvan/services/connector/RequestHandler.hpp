@@ -33,6 +33,7 @@
 #include <boost/beast/http/string_body.hpp>
 
 #include "korvan/services/connector/AccessToken.hpp"
+#include "korvan/services/connector/Export.hpp"
 #include "korvan/services/connector/FunctionInvoker.hpp"
 #include "korvan/services/connector/FunctionServiceCatalog.hpp"
 
@@ -84,7 +85,8 @@ struct RequestContext {
 };
 
 /// {"error":{"identifier":..,"message":..}}.
-foundation::json::Value errorBody(std::string_view identifier, std::string_view message);
+KORVAN_CONNECTOR_SERVICE_EXPORT foundation::json::Value errorBody(std::string_view identifier,
+                                                                  std::string_view message);
 
 /// A response whose body is the JSON text `body`, as it stands.
 Response jsonTextResponse(http::status status, std::string body, unsigned version, bool keepAlive);
@@ -95,8 +97,8 @@ Response jsonResponse(http::status status, const foundation::json::Value& body, 
 
 /// What a request needs: its answer, found at once (health, listings, every refusal), or the
 /// function call whose outcome is the answer (a POST naming a function, with a valid body).
-std::variant<Response, FunctionCall> routeRequest(const Request& request,
-                                                  const RequestContext& context);
+KORVAN_CONNECTOR_SERVICE_EXPORT std::variant<Response, FunctionCall> routeRequest(
+    const Request& request, const RequestContext& context);
 
 /// The answer to a request from its header alone (its body not read): every refusal (route,
 /// method, token) and every answer that needs no body; nothing for a call whose header passed
@@ -104,7 +106,7 @@ std::variant<Response, FunctionCall> routeRequest(const Request& request,
 std::optional<Response> answerFromHeader(const Request& header, const RequestContext& context);
 
 /// The answer to `request` from the outcome of its call.
-Response callResponse(const Request& request, CallOutcome outcome);
+KORVAN_CONNECTOR_SERVICE_EXPORT Response callResponse(const Request& request, CallOutcome outcome);
 
 /// Whether a Host header value names this machine the way a local-mode connector may be
 /// addressed: localhost, 127.0.0.1, [::1] or one of `hostNames` (the configured HostName),
@@ -119,6 +121,6 @@ Response hostNotAllowed(const Request& request);
 
 /// The path of a request target without its query ("/v1/a?x=1" -> "/v1/a"); what the access
 /// log records.
-std::string_view targetPath(std::string_view target) noexcept;
+KORVAN_CONNECTOR_SERVICE_EXPORT std::string_view targetPath(std::string_view target) noexcept;
 
 }  // namespace korvan::services::connector

@@ -16,6 +16,7 @@
 #include <filesystem>
 
 #include "korvan/services/connector/ConnectorService.hpp"
+#include "korvan/services/connector/Export.hpp"
 
 namespace korvan::services::connector {
 
@@ -23,6 +24,7 @@ inline constexpr const char* kServerSettingsFile = "server.json";
 
 /// `base` with what `file` sets; `base` itself when the file does not exist. Throws
 /// std::runtime_error naming the file and the key when the file is not valid.
-Config readServerSettings(const std::filesystem::path& file, Config base);
+KORVAN_CONNECTOR_SERVICE_EXPORT Config readServerSettings(const std::filesystem::path& file,
+                                                          Config base);
 
 }  // namespace korvan::services::connector

@@ -27,6 +27,7 @@
 #include <string>
 #include <vector>
 
+#include "korvan/services/connector/Export.hpp"
 #include "korvan/services/connector/FunctionInvoker.hpp"
 #include "korvan/services/connector/FunctionServiceCatalog.hpp"
 #include "korvan/services/connector/WorkerSettings.hpp"
@@ -51,7 +52,7 @@ struct WorkerInvokerOptions {
     std::optional<WorkerSettings> fDefaults;
 };
 
-class WorkerInvoker final : public FunctionInvoker {
+class KORVAN_CONNECTOR_SERVICE_EXPORT WorkerInvoker final : public FunctionInvoker {
   public:
     explicit WorkerInvoker(WorkerInvokerOptions options);
     ~WorkerInvoker() override;

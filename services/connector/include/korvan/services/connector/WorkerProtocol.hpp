@@ -27,6 +27,8 @@
 #include <string>
 #include <string_view>
 
+#include "korvan/services/connector/Export.hpp"
+
 namespace korvan::services::connector::worker {
 
 /// Frames larger than this are a broken peer: the reader gives up on the channel.
@@ -53,28 +55,28 @@ struct CallAnswer {
 };
 
 /// Whole frames, header included.
-std::string encode(const CallRequest& request);
-std::string encode(const CallAnswer& answer);
+KORVAN_CONNECTOR_SERVICE_EXPORT std::string encode(const CallRequest& request);
+KORVAN_CONNECTOR_SERVICE_EXPORT std::string encode(const CallAnswer& answer);
 
 /// The payload length a frame header announces.
 std::uint32_t frameLength(const char* header) noexcept;
 
 /// The payload of a request or answer frame (header removed); nullopt when malformed.
-std::optional<CallRequest> decodeRequest(std::string_view payload);
+KORVAN_CONNECTOR_SERVICE_EXPORT std::optional<CallRequest> decodeRequest(std::string_view payload);
 std::optional<CallAnswer> decodeAnswer(std::string_view payload);
 
 enum class SendResult { Sent, Full, Failed };
 /// Puts one request frame (header included) on the call queue without blocking: Full when the
 /// queue's buffer has no room now, Failed when the queue is gone or no memory file could be made.
-SendResult sendCall(int queue, std::string_view frame);
+KORVAN_CONNECTOR_SERVICE_EXPORT SendResult sendCall(int queue, std::string_view frame);
 /// Blocking: takes the next request off the call queue and gives its payload; nullopt when
 /// the connector closed the queue or sent something malformed.
-std::optional<std::string> receiveCall(int queue);
+KORVAN_CONNECTOR_SERVICE_EXPORT std::optional<std::string> receiveCall(int queue);
 
 /// Blocking: reads one frame's payload from `fd`; nullopt at the end of the stream or on a
 /// malformed frame. Retries reads interrupted by signals.
 std::optional<std::string> readFrame(int fd);
 /// Blocking: writes all of `bytes`; false when the peer has gone.
-bool writeAll(int fd, std::string_view bytes);
+KORVAN_CONNECTOR_SERVICE_EXPORT bool writeAll(int fd, std::string_view bytes);
 
 }  // namespace korvan::services::connector::worker

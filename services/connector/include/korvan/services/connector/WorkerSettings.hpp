@@ -20,6 +20,7 @@
 #include <filesystem>
 
 #include "foundation/json/Value.hpp"
+#include "korvan/services/connector/Export.hpp"
 
 namespace korvan::services::connector {
 
@@ -36,13 +37,14 @@ struct WorkerSettings {
 };
 
 /// The built-in defaults for this machine.
-WorkerSettings defaultWorkerSettings();
+KORVAN_CONNECTOR_SERVICE_EXPORT WorkerSettings defaultWorkerSettings();
 
 /// `base` with what `file` sets; `base` unchanged when the file does not exist. Throws
 /// std::runtime_error naming the file (and the key) when it cannot be read or is not valid.
-WorkerSettings readWorkerSettings(const std::filesystem::path& file, WorkerSettings base);
+KORVAN_CONNECTOR_SERVICE_EXPORT WorkerSettings readWorkerSettings(const std::filesystem::path& file,
+                                                                  WorkerSettings base);
 
 /// The settings in the form of the files, as GET /v1/services shows them.
-foundation::json::Value toJson(const WorkerSettings& settings);
+KORVAN_CONNECTOR_SERVICE_EXPORT foundation::json::Value toJson(const WorkerSettings& settings);
 
 }  // namespace korvan::services::connector

@@ -21,12 +21,13 @@
 #include "korvan/services/connector/ConnectorService.hpp"
 #include "korvan/services/connector/FunctionInvoker.hpp"
 #include "korvan/services/connector/FunctionServiceCatalog.hpp"
+#include "korvan/services/servicehost/Export.hpp"
 #include "korvan/services/servicehost/HostedService.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 
 namespace korvan::services::servicehost {
 
-class HostedConnector final : public HostedService {
+class KORVAN_SERVICEHOST_EXPORT HostedConnector final : public HostedService {
   public:
     /// `tuning` supplies what the settings do not hold (threads, time-outs, body limit); its
     /// port, host name, access mode, log and certificate folders are taken from the store.

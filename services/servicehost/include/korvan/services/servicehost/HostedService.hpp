@@ -9,10 +9,11 @@
 #include <memory>
 
 #include "agent/spf/core/Invokable.hpp"
+#include "korvan/services/servicehost/Export.hpp"
 
 namespace korvan::services::servicehost {
 
-class HostedService : public agent::spf::core::Invokable {
+class KORVAN_SERVICEHOST_EXPORT HostedService : public agent::spf::core::Invokable {
   public:
     /// Stops what the instance runs (the HTTPS server of the connector) and frees it.
     virtual void shutdown() = 0;

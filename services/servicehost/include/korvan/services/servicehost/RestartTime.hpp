@@ -13,11 +13,13 @@
 
 #include <chrono>
 
+#include "korvan/services/servicehost/Export.hpp"
+
 namespace korvan::services::servicehost {
 
 /// The next occurrence of `hour` (0..23) at or after `now`. Throws std::invalid_argument for an
 /// hour outside 0..23 and std::runtime_error when the local time cannot be computed.
-std::chrono::system_clock::time_point nextRestartTime(std::chrono::system_clock::time_point now,
-                                                      int hour);
+KORVAN_SERVICEHOST_EXPORT std::chrono::system_clock::time_point nextRestartTime(
+    std::chrono::system_clock::time_point now, int hour);
 
 }  // namespace korvan::services::servicehost

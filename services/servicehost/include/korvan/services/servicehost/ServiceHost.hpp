@@ -47,6 +47,7 @@
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/ServiceRegistration.h>
 
+#include "korvan/services/servicehost/Export.hpp"
 #include "korvan/services/servicehost/HostedService.hpp"
 #include "korvan/services/settings/SettingsStore.hpp"
 #include "korvanconnector/vshupdateflip/IVshupdateflipClient.hpp"
@@ -66,8 +67,9 @@ struct ServiceHostOptions {
     std::chrono::milliseconds fPollInterval{30000};
 };
 
-class ServiceHost final : public korvanconnector::vshupdateflip::IVshupdateflipClient,
-                          public std::enable_shared_from_this<ServiceHost> {
+class KORVAN_SERVICEHOST_EXPORT ServiceHost final
+    : public korvanconnector::vshupdateflip::IVshupdateflipClient,
+      public std::enable_shared_from_this<ServiceHost> {
   public:
     /// Builds the host; start() publishes.
     explicit ServiceHost(ServiceHostOptions options);

@@ -18,6 +18,8 @@
 #include <mutex>
 #include <string>
 
+#include "korvan/services/settings/Export.hpp"
+
 namespace korvan::services::settings {
 
 struct ConnectorSettings {
@@ -41,7 +43,7 @@ struct ConnectorSettings {
     bool operator==(const ConnectorSettings&) const = default;
 };
 
-class SettingsStore {
+class KORVAN_SETTINGS_EXPORT SettingsStore {
   public:
     /// $KORVAN_PREFDIR, else $HOME/.korvan. Throws std::runtime_error when neither is set.
     static std::filesystem::path defaultFolder();
